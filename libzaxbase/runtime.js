@@ -1,0 +1,149 @@
+'use strict';
+
+// The script side of the framework: the functions that native code calls by name on the global
+// object to make an error's message and its value, and a promise form for job functions.
+
+const { AsyncResource } = require('node:async_hooks');
+
+const placeholder = /%\(([^)]+)\)s/y;
+
+/**
+ * Builds a message. With one argument, that text is the message. With named values, every `%(key)s`
+ * is replaced by its value, an unknown key by "<unknown>"; a "%" that does not begin a complete
+ * placeholder ends the message there.
+ */
+function buildMessage(format, values) {
+  const text = String(format);
+  if (values === undefined || values === null) return text;
+  let message = '';
+  for (let at = 0; ; at = placeholder.lastIndex) {
+    const percent = text.indexOf('%', at);
+    if (percent < 0) return message + text.slice(at);
+    message += text.slice(at, percent);
+    placeholder.lastIndex = percent;
+    const match = placeholder.exec(text);
+    if (!match) return message;
+    message += Object.hasOwn(values, match[1]) ? values[match[1]] : '<unknown>';
+  }
+}
+
+/** The raising place and the native call stack, a line each in V8's style. */
+function nativeFrames(details) {
+  let frames = '';
+  if (details?.function) {
+    frames += `\n    at ${details.function} (${details.file}:${details.line})`;
+  }
+  for (const frame of details?.callstack ?? []) {
+    frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
+  }
+  return frames;
+}
+
+/** The frames of a captured stack, without the lines before them. */
+function scriptFrames(trace) {
+  const stack = String(trace.stack ?? '');
+  const begin = stack.indexOf('\n    at ');
+  return begin < 0 ? '' : stack.slice(begin);
+}
+
+let formatStack;
+
+/**
+ * What JavaScript receives when native code fails: an Error with the code and the details of the
+ * native error. Its stack begins with the place in the native code that raised it.
+ */
+class ZaxBindingError extends Error {
+  #trace = {};
+
+  /** Frames of the stack down to the function `caller` are left out. */
+  constructor(code, message, details, caller = new.target) {
+    const limit = Error.stackTraceLimit;
+    Error.stackTraceLimit = 0; // The trace is captured once, below.
+    super(message ?? '');
+    Error.stackTraceLimit = limit;
+    this.code = code;
+    this.details = details;
+    Error.captureStackTrace(this.#trace, caller);
+    Object.defineProperty(this, 'stack', lazyStack);
+  }
+
+  static {
+    formatStack = (error) =>
+      `${error}${nativeFrames(error.details)}${#trace in error ? scriptFrames(error.#trace) : ''}`;
+  }
+}
+
+Object.defineProperty(ZaxBindingError.prototype, 'name', {
+  value: 'ZaxBindingError',
+  writable: true,
+  configurable: true,
+});
+
+// One descriptor for all errors, so that they share a hidden class; nothing is formatted before
+// somebody reads the stack.
+const lazyStack = {
+  configurable: true,
+  enumerable: false,
+  get() {
+    return formatStack(this);
+  },
+  set(value) {
+    Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
+  },
+};
+
+/** Makes the value that JavaScript receives as the error. */
+function createZaxBindingError(code, message, details) {
+  return new ZaxBindingError(code, message, details, createZaxBindingError);
+}
+
+/**
+ * Puts "__" and "createZaxBindingError" on the global object, where native code looks them up,
+ * unless the application has put its own there.
+ */
+function install() {
+  for (const [name, value] of Object.entries({ __: buildMessage, createZaxBindingError })) {
+    if (name in globalThis) continue;
+    Object.defineProperty(globalThis, name, { value, writable: true, configurable: true });
+  }
+}
+
+/**
+ * The promise form of a job function, whose last argument is the callback. Each call returns a
+ * promise for the value of the reply; a failure, of the call or of the job, rejects it with an error
+ * whose stack continues with the caller's frames. AsyncLocalStorage is kept.
+ *
+ * For a job that notifies, `options.settles(value, args)` says whether a value is the reply. The
+ * values before it go to the function that the call brings after its other arguments, if it does:
+ * its onProgress.
+ */
+function promisify(fn, options = {}) {
+  const { settles } = options;
+  return function promisified(...args) {
+    const onProgress =
+      settles && typeof args.at(-1) === 'function' ? AsyncResource.bind(args.pop()) : undefined;
+    const caller = {};
+    Error.captureStackTrace(caller, promisified);
+    return new Promise((resolve, reject) => {
+      fn.call(this, ...args, (...reply) => {
+        if (reply.length === 1) {
+          const [error] = reply;
+          if (error instanceof Error) error.stack += scriptFrames(caller);
+          reject(error);
+        } else if (!settles || settles(reply[1], args)) {
+          resolve(reply[1]);
+        } else {
+          onProgress?.(reply[1]);
+        }
+      });
+    });
+  };
+}
+
+module.exports = {
+  __: buildMessage,
+  createZaxBindingError,
+  ZaxBindingError,
+  install,
+  promisify,
+};

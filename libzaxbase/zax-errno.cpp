@@ -1,0 +1,48 @@
+#include "zax-errno.h"
+
+#include <cstddef>
+
+namespace zax {
+
+namespace {
+
+// Indexed by error number. Where Linux has two names for a number, one of them is ours to keep:
+// 35 is EDEADLOCK, 95 is EOPNOTSUPP; 73 is ENOTACTIVE, which is not the Linux name.
+// clang-format off
+constexpr const char* names[] = {
+    /*   0 */ "ENOERR", "EPERM", "ENOENT", "ESRCH", "EINTR", "EIO", "ENXIO", "E2BIG", "ENOEXEC", "EBADF",
+    /*  10 */ "ECHILD", "EAGAIN", "ENOMEM", "EACCES", "EFAULT", "ENOTBLK", "EBUSY", "EEXIST", "EXDEV", "ENODEV",
+    /*  20 */ "ENOTDIR", "EISDIR", "EINVAL", "ENFILE", "EMFILE", "ENOTTY", "ETXTBSY", "EFBIG", "ENOSPC", "ESPIPE",
+    /*  30 */ "EROFS", "EMLINK", "EPIPE", "EDOM", "ERANGE", "EDEADLOCK", "ENAMETOOLONG", "ENOLCK", "ENOSYS", "ENOTEMPTY",
+    /*  40 */ "ELOOP", nullptr, "ENOMSG", "EIDRM", "ECHRNG", "EL2NSYNC", "EL3HLT", "EL3RST", "ELNRNG", "EUNATCH",
+    /*  50 */ "ENOCSI", "EL2HLT", "EBADE", "EBADR", "EXFULL", "ENOANO", "EBADRQC", "EBADSLT", nullptr, "EBFONT",
+    /*  60 */ "ENOSTR", "ENODATA", "ETIME", "ENOSR", "ENONET", "ENOPKG", "EREMOTE", "ENOLINK", "EADV", "ESRMNT",
+    /*  70 */ "ECOMM", "EPROTO", "EMULTIHOP", "ENOTACTIVE", "EBADMSG", "EOVERFLOW", "ENOTUNIQ", "EBADFD", "EREMCHG", "ELIBACC",
+    /*  80 */ "ELIBBAD", "ELIBSCN", "ELIBMAX", "ELIBEXEC", "EILSEQ", "ERESTART", "ESTRPIPE", "EUSERS", "ENOTSOCK", "EDESTADDRREQ",
+    /*  90 */ "EMSGSIZE", "EPROTOTYPE", "ENOPROTOOPT", "EPROTONOSUPPORT", "ESOCKTNOSUPPORT", "EOPNOTSUPP", "EPFNOSUPPORT", "EAFNOSUPPORT", "EADDRINUSE", "EADDRNOTAVAIL",
+    /* 100 */ "ENETDOWN", "ENETUNREACH", "ENETRESET", "ECONNABORTED", "ECONNRESET", "ENOBUFS", "EISCONN", "ENOTCONN", "ESHUTDOWN", "ETOOMANYREFS",
+    /* 110 */ "ETIMEDOUT", "ECONNREFUSED", "EHOSTDOWN", "EHOSTUNREACH", "EALREADY", "EINPROGRESS", "ESTALE", nullptr, nullptr, nullptr,
+    /* 120 */ nullptr, nullptr, "EDQUOT", nullptr, nullptr, "ECANCELED", nullptr, nullptr, nullptr, nullptr,
+    /* 130 */ "EOWNERDEAD", "ENOTRECOVERABLE", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 140 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 150 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 160 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 170 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 180 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 190 */ nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    /* 200 */ "ENOPROP", "EBADARG", "EFAILED", "EUNKNOWN", "EMOUNTFAILED", nullptr, "EAUTH",
+};
+// clang-format on
+static_assert(sizeof(names) / sizeof(names[0]) == EAUTH + 1, "the table ends with the last number");
+
+}  // namespace
+
+const char* stdErrnoToString(int number) noexcept {
+  const std::size_t index = static_cast<unsigned int>(number);
+  const char* name = index <= EAUTH ? names[index] : nullptr;
+  return name ? name : "UNKNOWN-ERRNO";
+}
+
+const char* zaxErrnoToString(Errno number) noexcept { return stdErrnoToString(number); }
+
+}  // namespace zax

@@ -1,0 +1,145 @@
+#ifndef ZAX_V8_ARGUMENT_LIST_H
+#define ZAX_V8_ARGUMENT_LIST_H
+
+#include <nan.h>
+
+#include <cstddef>
+#include <list>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "zax-exception-common.h"
+#include "zax-v8-async-job.h"
+#include "zax-v8-error.h"
+#include "zax-v8-utils.h"
+
+// The frame of every bound JavaScript call: the arguments are counted and converted, the native
+// function or the job's factory is called, and a std::exception that any of this throws becomes
+// the JavaScript exception of the call. All of it runs on the JavaScript thread.
+
+namespace zax {
+
+/// Converts a JavaScript value to a T. To make a type of your own a parameter of bound functions,
+/// specialise it with `static void convert(T& out, const v8::Local<v8::Value>& value)`, which
+/// throws what is to become the error of the call.
+template <typename T>
+struct ArgumentConverter;
+
+/// A converter that is a function.
+template <typename T, void (*parse)(T&, const v8::Local<v8::Value>&)>
+struct ParsedBy {
+  static void convert(T& out, const v8::Local<v8::Value>& value) { parse(out, value); }
+};
+
+using StringPairs = std::list<std::pair<std::string, std::string>>;
+using StringMap = std::map<std::string, std::string>;
+using IntStringMap = std::map<int, std::string>;
+
+// clang-format off
+template <> struct ArgumentConverter<std::string> : ParsedBy<std::string, parseString> {};
+template <> struct ArgumentConverter<int> : ParsedBy<int, parseInt> {};
+template <> struct ArgumentConverter<unsigned int> : ParsedBy<unsigned int, parseInt> {};
+template <> struct ArgumentConverter<long> : ParsedBy<long, parseInt> {};
+template <> struct ArgumentConverter<bool> : ParsedBy<bool, parseBoolean> {};
+template <> struct ArgumentConverter<boolean_t> : ParsedBy<boolean_t, parseBoolean> {};
+template <> struct ArgumentConverter<Callback> : ParsedBy<Callback, parseCallback> {};
+template <> struct ArgumentConverter<std::list<std::string>> : ParsedBy<std::list<std::string>, parseStringList> {};
+template <> struct ArgumentConverter<std::set<std::string>> : ParsedBy<std::set<std::string>, parseStringSet> {};
+template <> struct ArgumentConverter<std::vector<unsigned int>> : ParsedBy<std::vector<unsigned int>, parseIntVector> {};
+template <> struct ArgumentConverter<std::vector<int>> : ParsedBy<std::vector<int>, parseIntVector> {};
+template <> struct ArgumentConverter<StringPairs> : ParsedBy<StringPairs, parseStringPairs> {};
+template <> struct ArgumentConverter<StringMap> : ParsedBy<StringMap, parseStringStringMap> {};
+template <> struct ArgumentConverter<IntStringMap> : ParsedBy<IntStringMap, parseIntStringMap> {};
+// clang-format on
+
+/// Unpacks the arguments of a call.
+class ArgumentList {
+ public:
+  /// Converts every argument in order. Throws BadArgumentNumber when their number is not exactly
+  /// that of `Args`, and otherwise what the first failing converter throws.
+  template <typename... Args>
+  static std::tuple<Args...> unpack(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+    if (info.Length() != static_cast<int>(sizeof...(Args))) {
+      throw BadArgumentNumber(sizeof...(Args), info.Length(), ZAX_DEBUG_INFO);
+    }
+    std::tuple<Args...> args;
+    convert(args, info, std::index_sequence_for<Args...>());
+    return args;
+  }
+
+ private:
+  template <typename... Args, std::size_t... Index>
+  static void convert(std::tuple<Args...>& args,
+                      [[maybe_unused]] const Nan::FunctionCallbackInfo<v8::Value>& info,
+                      std::index_sequence<Index...>) {
+    (ArgumentConverter<Args>::convert(std::get<Index>(args), info[Index]), ...);
+  }
+};
+
+/// Calls a native function with unpacked arguments.
+class Packed {
+ public:
+  /// Passes a copy of each element, in order, and returns what the function returns.
+  template <typename R, typename... Args>
+  static R call(R (*fn)(Args...), std::tuple<Args...>& args) {
+    return std::apply(fn, args);
+  }
+};
+
+/// Runs the native side of a call and turns a std::exception that it throws into the JavaScript
+/// exception of the call. Anything else that is thrown ends the process.
+template <typename Body>
+void guardEntry(const Body& body) {
+  Nan::HandleScope scope;
+  try {
+    body();
+  } catch (const std::exception& e) {
+    ZAXError::throwException(e);
+  }
+}
+
+/// Base of a job class T that JavaScript can start: `class Sum : public zax::Binding<Sum>`. T has a
+/// factory `static T* create(Args...)` that returns a job made with `new`, and a beginJob. Its
+/// arguments are those of the JavaScript function; what it throws is thrown from the call.
+template <typename T>
+class Binding : public AsyncJob {
+ public:
+  using AsyncJob::AsyncJob;
+
+  /// The JavaScript function: creates the job, starts it and returns `undefined`.
+  static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+    guardEntry([&] { createJob(&T::create, info)->start(); });
+  }
+
+ private:
+  template <typename... Args>
+  static T* createJob(T* (*create)(Args...), const Nan::FunctionCallbackInfo<v8::Value>& info) {
+    auto args = ArgumentList::unpack<Args...>(info);
+    return Packed::call(create, args);
+  }
+};
+
+/// Binds a plain function: `zax::BindFunction<void(int, std::string), fn>::entry`. The JavaScript
+/// function returns `undefined`; a result goes through a Callback argument.
+template <typename Signature, Signature* fn>
+class BindFunction;
+
+template <typename R, typename... Args, R (*fn)(Args...)>
+class BindFunction<R(Args...), fn> {
+ public:
+  static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+    guardEntry([&] {
+      auto args = ArgumentList::unpack<Args...>(info);
+      Packed::call(fn, args);
+    });
+  }
+};
+
+}  // namespace zax
+
+#endif

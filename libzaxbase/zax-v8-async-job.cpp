@@ -1,0 +1,176 @@
+#include "zax-v8-async-job.h"
+
+#include <cxxabi.h>
+#include <nan.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <list>
+#include <memory>
+#include <typeinfo>
+
+#include "zax-exception-errno.h"
+#include "zax-v8-error.h"
+
+namespace zax {
+
+using Failed = ErrnoGenericException<EFAILED>;
+
+/// Notifications that wait for the JavaScript thread, in the order of posting; owned by the list.
+std::list<AsyncNotification*> g_asyncNotifications;
+
+/// Guards the list and the creation of the async handle; held for the whole of a drain.
+std::mutex g_asyncNotificationsLock;
+
+AsyncJob::AsyncJob(const Callback& jobCallback) : callback(jobCallback) { request_.data = this; }
+
+void AsyncJob::afterJob() { reply(); }
+
+void AsyncJob::start() {
+  addReference();
+  if (uv_queue_work(uv_default_loop(), &request_, onBeginJob, onAfterJob) != 0) std::abort();
+}
+
+void AsyncJob::addReference() {
+  const std::lock_guard<std::mutex> guard(lock_);
+  ++references_;
+}
+
+void AsyncJob::releaseReference() {
+  bool last;
+  {
+    const std::lock_guard<std::mutex> guard(lock_);
+    last = references_ == 1;
+    --references_;
+  }
+  if (last) delete this;
+}
+
+void AsyncJob::setError(const ErrorCode& code, const MessageBuffer& message,
+                        const DebugInfo& where) {
+  error_.assign(code, message, where, "AsyncJob::setError()");
+}
+
+void AsyncJob::setUnknownException(const std::string& code) { unknownExceptionCode_ = code; }
+
+/// Replaces the recorded error's code, unless `code` is empty.
+void AsyncJob::setErrorCode(const std::string& code) {
+  if (code.empty()) return;
+  error_.assign(ErrorCode(code), error_.message(), error_.where(), error_.exceptionClass());
+}
+
+void AsyncJob::reply() { callback.call(); }
+
+void AsyncJob::replyError(const ErrorCode& code, const MessageBuffer& message,
+                          const DebugInfo& where) {
+  ZAXError(code, message, where).sendReply(callback);
+}
+
+namespace {
+
+/// The demangled type of the exception in flight.
+std::string currentExceptionType() {
+  const std::type_info* type = abi::__cxa_current_exception_type();
+  std::string name = type ? type->name() : "unknown";
+  if (name[0] == '*') name.erase(0, 1);
+  cxxDemangle(name, name);
+  return name;
+}
+
+}  // namespace
+
+void AsyncJob::onBeginJob(uv_work_t* request) {
+  AsyncJob* job = static_cast<AsyncJob*>(request->data);
+  try {
+    job->beginJob();
+  } catch (const Exception& e) {
+    job->error_.assign(e);
+  } catch (const std::exception& e) {
+    job->error_.assign(e);
+    job->setErrorCode(job->unknownExceptionCode_);
+  } catch (const char* text) {
+    // A null text leaves std::cout in its failed state.
+    std::cout << "Unhandled exception: " << text << std::endl;
+    if (text) {
+      job->error_.assign(Failed(__("Unhandled exception: %(err)s", "err", text), ZAX_DEBUG_INFO));
+    } else {
+      job->error_.assign(Failed(__("Unhandled exception: nullptr"), ZAX_DEBUG_INFO));
+    }
+  } catch (...) {
+    std::cout << "AsyncJob::onBeginJob: Unhandled exception '" << currentExceptionType() << "'"
+              << std::endl;
+    job->error_.assign(Failed(__("Unhandled exception"), ZAX_DEBUG_INFO));
+  }
+}
+
+void AsyncJob::onAfterJob(uv_work_t* request, int /*status*/) {
+  AsyncJob* job = static_cast<AsyncJob*>(request->data);
+  Nan::HandleScope scope;
+  asyncNotificationsRun();
+  if (job->error_.hasError()) {
+    ZAXError(job->error_).sendReply(job->callback);
+  } else {
+    job->replyAfterJob();
+  }
+  job->releaseReference();
+}
+
+/// Lets the job reply, or replies for it when it failed to.
+void AsyncJob::replyAfterJob() {
+  try {
+    afterJob();
+    if (error_.hasError()) ZAXError(error_).sendReply(callback);
+  } catch (const Exception& e) {
+    ZAXError(e).sendReply(callback);
+  } catch (const std::exception& e) {
+    // The job's own code for such exceptions is for its work: it goes to the job's record, and this
+    // reply keeps the code of the exception.
+    const ErrorInfo info(e);
+    setErrorCode(unknownExceptionCode_);
+    ZAXError(info).sendReply(callback);
+  }
+}
+
+AsyncNotification::AsyncNotification(AsyncJob* job) : job_(job) { job_->addReference(); }
+
+AsyncNotification::~AsyncNotification() { job_->releaseReference(); }
+
+void AsyncNotification::deliver(v8::Local<v8::Value> value) {
+  v8::Local<v8::Value> argv[] = {Nan::New(0), value};
+  (void)job_->callback.invoke(2, argv);
+}
+
+void AsyncJob::notify(AsyncNotification* notification) {
+  static uv_async_t* handle = nullptr;
+  const std::lock_guard<std::mutex> guard(g_asyncNotificationsLock);
+  g_asyncNotifications.push_back(notification);
+  if (!handle) {
+    auto created = std::make_unique<uv_async_t>();
+    if (uv_async_init(uv_default_loop(), created.get(), asyncNotificationsRunCallback) != 0) {
+      throw Failed(__("uv_async_init failed"), ZAX_DEBUG_INFO);
+    }
+    handle = created.release();
+  }
+  if (uv_async_send(handle) != 0) throw Failed(__("uv_async_send failed"), ZAX_DEBUG_INFO);
+}
+
+void asyncNotificationsRun() {
+  const std::lock_guard<std::mutex> guard(g_asyncNotificationsLock);
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  while (!g_asyncNotifications.empty()) {
+    const v8::HandleScope scope(isolate);
+    v8::TryCatch tryCatch(isolate);
+    AsyncNotification* notification = g_asyncNotifications.front();
+    notification->execute();
+    delete notification;
+    if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
+    g_asyncNotifications.pop_front();
+  }
+}
+
+void asyncNotificationsRunCallback(uv_async_t* /*handle*/) {
+  // libuv opens no handle scope, and the receiver of the script calls needs none of its own.
+  asyncNotificationsRun();
+}
+
+}  // namespace zax

@@ -1,0 +1,21 @@
+#include "zax-v8-base.h"
+
+#include <memory>
+
+namespace zax {
+
+void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+#if V8_MAJOR_VERSION >= 13
+  const std::size_t size = value->Utf8LengthV2(isolate) + 1;
+  const std::unique_ptr<char[]> bytes(new char[size]);
+  value->WriteUtf8V2(isolate, bytes.get(), size, v8::String::WriteFlags::kNullTerminate);
+#else
+  const std::size_t size = static_cast<std::size_t>(value->Utf8Length(isolate)) + 1;
+  const std::unique_ptr<char[]> bytes(new char[size]);
+  value->WriteUtf8(isolate, bytes.get());
+#endif
+  out = bytes.get();
+}
+
+}  // namespace zax

@@ -1,0 +1,123 @@
+#include "zax-v8-callback.h"
+
+#include <nan.h>
+
+#include <cassert>
+
+#include "zax-base.h"
+#include "zax-v8-utils.h"
+
+namespace zax {
+
+namespace {
+
+v8::MaybeLocal<v8::Value> makeCallback(v8::Local<v8::Function> function, int argc,
+                                       v8::Local<v8::Value>* argv) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  return node::MakeCallback(isolate, isolate->GetCurrentContext()->Global(), function, argc, argv,
+                            {0, 0});
+}
+
+/// Replies with (0, value).
+void reply(Callback& callback, v8::Local<v8::Value> value) {
+  v8::Local<v8::Value> argv[] = {Nan::New(0), value};
+  callback.call(2, argv);
+}
+
+}  // namespace
+
+Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(), other.function_) {}
+
+Callback& Callback::operator=(const Callback& other) {
+  function_.Reset(v8::Isolate::GetCurrent(), other.function_);
+  return *this;
+}
+
+void Callback::reset(v8::Local<v8::Function> function) {
+  function_.Reset(v8::Isolate::GetCurrent(), function);
+}
+
+void Callback::call() { call(0, nullptr); }
+
+void Callback::call(int value) {
+  Nan::HandleScope scope;
+  reply(*this, Nan::New(value));
+}
+
+void Callback::call(const std::string& text) {
+  Nan::HandleScope scope;
+  reply(*this, Nan::New(text).ToLocalChecked());
+}
+
+void Callback::call(const std::list<std::string>& items) {
+  Nan::HandleScope scope;
+  v8::Local<v8::Array> array = Nan::New<v8::Array>();
+  stringListToArray(array, items);
+  reply(*this, array);
+}
+
+void Callback::call(const std::set<std::string>& items) {
+  Nan::HandleScope scope;
+  v8::Local<v8::Array> array = Nan::New<v8::Array>();
+  stringSetToArray(array, items);
+  reply(*this, array);
+}
+
+void Callback::call(const std::map<std::string, std::string>& entries) {
+  Nan::HandleScope scope;
+  v8::Local<v8::Object> object = Nan::New<v8::Object>();
+  mapToObject(object, entries);
+  reply(*this, object);
+}
+
+void Callback::call(const std::map<std::string, unsigned long>& entries) {
+  Nan::HandleScope scope;
+  v8::Local<v8::Object> object = Nan::New<v8::Object>();
+  mapToObject(object, entries);
+  reply(*this, object);
+}
+
+void Callback::call(v8::Local<v8::Value> value) {
+  Nan::HandleScope scope;
+  v8::Local<v8::Value> argv[] = {Nan::Null(), value};
+  call(2, argv);
+}
+
+void Callback::call(int argc, v8::Local<v8::Value>* argv) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  v8::HandleScope scope(isolate);
+  v8::TryCatch tryCatch(isolate);
+  (void)invoke(argc, argv);
+  if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
+}
+
+v8::MaybeLocal<v8::Value> Callback::invoke(int argc, v8::Local<v8::Value>* argv) const {
+  assert(!function_.IsEmpty() && "a Callback must be filled before it is called");
+  return makeCallback(function_.Get(v8::Isolate::GetCurrent()), argc, argv);
+}
+
+v8::Local<v8::Value> v8call(const char* name, int argc, v8::Local<v8::Value>* argv) {
+  Nan::EscapableHandleScope scope;
+  const v8::Local<v8::Context> context = Nan::GetCurrentContext();
+  v8::Local<v8::Value> value;
+  if (!context->Global()->Get(context, Nan::New(name).ToLocalChecked()).ToLocal(&value)) return {};
+  if (!value->IsFunction()) {
+    debugTrace(value->IsNull() ? "JS object %s not found\n" : "JS object %s is not a function\n",
+               name);
+    return scope.Escape(Nan::Null());
+  }
+  v8::Local<v8::Value> result;
+  if (!makeCallback(value.As<v8::Function>(), argc, argv).ToLocal(&result)) return {};
+  return scope.Escape(result);
+}
+
+PersistentFunctionTemplate::PersistentFunctionTemplate(
+    v8::Local<v8::FunctionTemplate> functionTemplate)
+    : template_(v8::Isolate::GetCurrent(), functionTemplate) {}
+
+v8::Local<v8::Function> PersistentFunctionTemplate::getFunctionClone() const {
+  Nan::EscapableHandleScope scope;
+  return scope.Escape(Nan::GetFunction(template_.Get(v8::Isolate::GetCurrent())).ToLocalChecked());
+}
+
+}  // namespace zax

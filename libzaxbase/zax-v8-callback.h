@@ -1,0 +1,77 @@
+#ifndef ZAX_V8_CALLBACK_H
+#define ZAX_V8_CALLBACK_H
+
+#include <v8.h>
+
+#include <list>
+#include <map>
+#include <set>
+#include <string>
+
+namespace zax {
+
+/// Holds a JavaScript function and replies to it. Empty until parseCallback or reset fills it; a
+/// copy is a second, independent handle to the same function. JavaScript thread only, the
+/// destructor included.
+///
+/// Every `call` opens its own handle scope. What the function returns is discarded; what it throws
+/// is reported as an uncaught exception of the process, and the native caller carries on.
+/// Calling an empty Callback is a programming error.
+class Callback {
+ public:
+  Callback() = default;
+  Callback(const Callback& other);
+  Callback(Callback&& other) noexcept = default;
+  Callback& operator=(const Callback& other);
+  Callback& operator=(Callback&& other) noexcept = default;
+
+  /// Holds `function` from now on and lets go of what was held before.
+  void reset(v8::Local<v8::Function> function);
+
+  /// Calls the function without arguments: the reply of a job that has no result.
+  void call();
+
+  /// Calls the function with (0, value).
+  void call(int value);
+  void call(const std::string& text);
+  void call(const std::list<std::string>& items);
+  void call(const std::set<std::string>& items);
+  void call(const std::map<std::string, std::string>& entries);
+  void call(const std::map<std::string, unsigned long>& entries);
+
+  /// Calls the function with (null, value): a ready value is marked by `null`, not by 0.
+  void call(v8::Local<v8::Value> value);
+
+  /// Calls the function with the given arguments; error replies use this.
+  void call(int argc, v8::Local<v8::Value>* argv);
+
+  /// The bare call, for callers that hold a handle scope and a TryCatch themselves. Empty when the
+  /// function threw inside an outer JavaScript call.
+  v8::MaybeLocal<v8::Value> invoke(int argc, v8::Local<v8::Value>* argv) const;
+
+ private:
+  v8::Global<v8::Function> function_;
+};
+
+/// Calls the function stored under `name` on the global object, with the global object as receiver,
+/// and returns its result. When there is no such function, writes a line to standard error and
+/// returns `null`. An exception thrown by the function stays pending, and the result is empty;
+/// with no JavaScript further out, it is reported as uncaught, and the result is `undefined`.
+/// JavaScript thread only, inside the caller's handle scope.
+v8::Local<v8::Value> v8call(const char* name, int argc, v8::Local<v8::Value>* argv);
+
+/// Keeps a function template alive. JavaScript thread only, the destructor included.
+class PersistentFunctionTemplate {
+ public:
+  explicit PersistentFunctionTemplate(v8::Local<v8::FunctionTemplate> functionTemplate);
+
+  /// The function that the template makes in the current context, in the caller's handle scope.
+  v8::Local<v8::Function> getFunctionClone() const;
+
+ private:
+  v8::Global<v8::FunctionTemplate> template_;
+};
+
+}  // namespace zax
+
+#endif

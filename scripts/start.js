@@ -1,0 +1,7 @@
+'use strict';
+
+const { build, ensureModules, run } = require('./toolchain');
+
+ensureModules();
+build('echo');
+run(process.execPath, ['demo']);

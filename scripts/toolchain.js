@@ -1,0 +1,106 @@
+'use strict';
+
+// What building needs: the npm packages, the system packages, and node-gyp with the headers of the
+// Node that runs. Works with nothing installed but Node and npm.
+
+const { spawnSync } = require('node:child_process');
+const fs = require('node:fs');
+const path = require('node:path');
+
+const root = path.resolve(__dirname, '..');
+
+/** System packages: how to tell that one is there, and its name for apt. */
+const packages = {
+  compiler: { has: () => succeeds('g++', '--version'), apt: 'g++' },
+  make: { has: () => succeeds('make', '--version'), apt: 'make' },
+  python: { has: () => succeeds('python3', '--version'), apt: 'python3' },
+  gtest: { has: () => compiles('#include <gtest/gtest.h>'), apt: 'libgtest-dev' },
+  clang: { has: () => succeeds('clang++', '--version'), apt: 'clang' },
+  clangFormat: { has: () => succeeds('clang-format', '--version'), apt: 'clang-format' },
+  cppcheck: { has: () => succeeds('cppcheck', '--version'), apt: 'cppcheck' },
+  valgrind: { has: () => succeeds('valgrind', '--version'), apt: 'valgrind' },
+};
+
+function succeeds(command, ...args) {
+  return spawnSync(command, args, { stdio: 'ignore' }).status === 0;
+}
+
+function compiles(source) {
+  const args = ['-fsyntax-only', '-x', 'c++', '-'];
+  return spawnSync('g++', args, { input: source, stdio: ['pipe', 'ignore', 'ignore'] }).status === 0;
+}
+
+/** Runs a command in a folder of the repository; its failure ends this process. */
+function run(command, args, { cwd = root, env = {} } = {}) {
+  const result = spawnSync(command, args, {
+    cwd,
+    env: { ...process.env, ...env },
+    stdio: 'inherit',
+  });
+  if (result.error) throw result.error;
+  if (result.status !== 0) process.exit(result.status ?? 1);
+}
+
+/** Makes sure of the named system packages; installs the missing ones where apt and root allow. */
+function ensurePackages(...names) {
+  const missing = () => names.filter((name) => !packages[name].has());
+  let lacking = missing();
+  if (lacking.length === 0) return;
+  const apt = lacking.map((name) => packages[name].apt);
+  if (process.getuid() === 0 && succeeds('apt-get', '--version')) {
+    const env = { DEBIAN_FRONTEND: 'noninteractive' };
+    run('apt-get', ['update', '-q'], { env });
+    run('apt-get', ['install', '-y', '-q', '--no-install-recommends', ...apt], { env });
+    lacking = missing();
+  }
+  if (lacking.length > 0) {
+    console.error(`Missing system packages; install them with: sudo apt-get install ${apt.join(' ')}`);
+    process.exit(1);
+  }
+}
+
+/** Installs the npm packages of the lock file, unless they are there already. */
+function ensureModules() {
+  const installed = path.join(root, 'node_modules', '.package-lock.json');
+  const wanted = path.join(root, 'package-lock.json');
+  if (fs.existsSync(installed) && fs.statSync(installed).mtimeMs >= fs.statSync(wanted).mtimeMs) {
+    return;
+  }
+  // Workspaces are built below, with the headers at hand, and not by npm's install scripts.
+  run('npm', ['ci', '--ignore-scripts', '--no-audit', '--no-fund']);
+}
+
+/** The folder of the running Node, if it carries its own headers; otherwise node-gyp fetches them. */
+function nodeFolder() {
+  const folder = path.resolve(process.execPath, '../..');
+  return fs.existsSync(path.join(folder, 'include/node/node.h')) ? folder : undefined;
+}
+
+/** Builds the add-on in a folder of the repository. */
+function build(folder, { env } = {}) {
+  ensurePackages('compiler', 'make', 'python');
+  const nodeGyp = require.resolve('node-gyp/bin/node-gyp.js', { paths: [root] });
+  const headers = nodeFolder() ? [`--nodedir=${nodeFolder()}`] : [];
+  const args = [nodeGyp, 'configure', 'build', '--jobs=max', '--loglevel=warn', ...headers];
+  const options = { cwd: path.join(root, folder), env: { ...process.env, ...env } };
+  const { status, stdout, stderr } = spawnSync(process.execPath, args, {
+    ...options,
+    encoding: 'utf8',
+    maxBuffer: Infinity,
+  });
+  if (status === 0) return process.stderr.write(stderr);
+  process.stderr.write(stdout + stderr);
+  console.error(`Building ${folder} failed.`);
+  process.exit(1);
+}
+
+/** The files below a folder of the repository whose path matches; what is built or installed is not. */
+function filesIn(folder, pattern) {
+  const files = fs.readdirSync(path.join(root, folder), { recursive: true });
+  return files
+    .map((file) => path.join(folder, file))
+    .filter((file) => pattern.test(file) && !/(^|\/)(build|node_modules|\.cache)\//.test(file))
+    .sort();
+}
+
+module.exports = { root, run, ensurePackages, ensureModules, nodeFolder, build, filesIn };
