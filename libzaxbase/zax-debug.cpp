@@ -62,17 +62,6 @@ DebugInfo::DebugInfo(const char* sourceFile, int sourceLine, const char* sourceF
   sysmsg.assign(systemMessage);
 }
 
-void DebugInfo::assign(const DebugInfo& other) {
-  if (this == &other) return;
-  file = other.file;
-  line = other.line;
-  function = other.function;
-  callstack = other.callstack;
-  syscode = other.syscode;
-  sysdesc = other.sysdesc;
-  sysmsg = other.sysmsg;
-}
-
 void cxxDemangle(char* dst, std::size_t size, const char* mangled) noexcept {
   int status = 0;
   const std::unique_ptr<char, Free> name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status));

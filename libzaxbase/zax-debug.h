@@ -70,14 +70,10 @@ struct DebugInfo {
             const char* sysmsg) noexcept;
 
   DebugInfo(const DebugInfo& other) = default;
-
-  DebugInfo& operator=(const DebugInfo& other) {
-    assign(other);
-    return *this;
-  }
+  DebugInfo& operator=(const DebugInfo& other) = default;
 
   /// Copies every field, the call stack item by item. Assigning to itself changes nothing.
-  void assign(const DebugInfo& other);
+  void assign(const DebugInfo& other) { *this = other; }
 
   const char* file = nullptr;
   std::int32_t line = -1;

@@ -28,8 +28,8 @@ void MessageBuffer::clear() noexcept {
   overflow = false;
 }
 
-void MessageBuffer::assign(const MessageBuffer& other) noexcept {
-  if (this == &other) return;
+MessageBuffer& MessageBuffer::operator=(const MessageBuffer& other) noexcept {
+  if (this == &other) return *this;
   clear();
   setFormat(other.format);
   count = other.count;
@@ -38,6 +38,7 @@ void MessageBuffer::assign(const MessageBuffer& other) noexcept {
     args[i].value = store(other.args[i].value);
     args[i].type = other.args[i].type;
   }
+  return *this;
 }
 
 void MessageBuffer::setFormat(const char* text) noexcept { format = store(text); }

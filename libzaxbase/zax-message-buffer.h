@@ -49,17 +49,14 @@ class MessageBuffer {
   }
 
   MessageBuffer(const MessageBuffer& other) noexcept { assign(other); }
-  MessageBuffer& operator=(const MessageBuffer& other) noexcept {
-    assign(other);
-    return *this;
-  }
+  MessageBuffer& operator=(const MessageBuffer& other) noexcept;
 
   /// Empties the message and zeroes the arena.
   void clear() noexcept;
 
   /// Copies the texts of `other` into this arena, packed anew. `overflow` is not taken over.
   /// Assigning a message to itself changes nothing.
-  void assign(const MessageBuffer& other) noexcept;
+  void assign(const MessageBuffer& other) noexcept { *this = other; }
 
   /// Sets the format without clearing anything first. A null format stays null.
   void setFormat(const char* format) noexcept;

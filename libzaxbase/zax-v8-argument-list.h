@@ -84,9 +84,10 @@ class ArgumentList {
 /// Calls a native function with unpacked arguments.
 class Packed {
  public:
-  /// Passes a copy of each element, in order, and returns what the function returns.
-  template <typename R, typename... Args>
-  static R call(R (*fn)(Args...), std::tuple<Args...>& args) {
+  /// Passes the elements in order, to parameters by value as copies, and returns what the function
+  /// returns.
+  template <typename R, typename... Params, typename... Args>
+  static R call(R (*fn)(Params...), std::tuple<Args...>& args) {
     return std::apply(fn, args);
   }
 };
@@ -104,8 +105,9 @@ void guardEntry(const Body& body) {
 }
 
 /// Base of a job class T that JavaScript can start: `class Sum : public zax::Binding<Sum>`. T has a
-/// factory `static T* create(Args...)` that returns a job made with `new`, and a beginJob. Its
-/// arguments are those of the JavaScript function; what it throws is thrown from the call.
+/// factory `static T* create(Args...)` that returns a job made with `new`, and a beginJob. The
+/// factory's parameters, by value or by const reference, are those of the JavaScript function; what
+/// it throws is thrown from the call.
 template <typename T>
 class Binding : public AsyncJob {
  public:
@@ -119,7 +121,7 @@ class Binding : public AsyncJob {
  private:
   template <typename... Args>
   static T* createJob(T* (*create)(Args...), const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    auto args = ArgumentList::unpack<Args...>(info);
+    auto args = ArgumentList::unpack<std::decay_t<Args>...>(info);
     return Packed::call(create, args);
   }
 };
@@ -134,7 +136,7 @@ class BindFunction<R(Args...), fn> {
  public:
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
     guardEntry([&] {
-      auto args = ArgumentList::unpack<Args...>(info);
+      auto args = ArgumentList::unpack<std::decay_t<Args>...>(info);
       Packed::call(fn, args);
     });
   }

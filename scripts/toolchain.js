@@ -17,7 +17,7 @@ const packages = {
   gtest: { has: () => compiles('#include <gtest/gtest.h>'), apt: 'libgtest-dev' },
   clang: { has: () => succeeds('clang++', '--version'), apt: 'clang' },
   clangFormat: { has: () => succeeds('clang-format', '--version'), apt: 'clang-format' },
-  cppcheck: { has: () => succeeds('cppcheck', '--version'), apt: 'cppcheck' },
+  clangTidy: { has: () => succeeds('clang-tidy', '--version'), apt: 'clang-tidy' },
   valgrind: { has: () => succeeds('valgrind', '--version'), apt: 'valgrind' },
 };
 
@@ -27,7 +27,9 @@ function succeeds(command, ...args) {
 
 function compiles(source) {
   const args = ['-fsyntax-only', '-x', 'c++', '-'];
-  return spawnSync('g++', args, { input: source, stdio: ['pipe', 'ignore', 'ignore'] }).status === 0;
+  return (
+    spawnSync('g++', args, { input: source, stdio: ['pipe', 'ignore', 'ignore'] }).status === 0
+  );
 }
 
 /** Runs a command in a folder of the repository; its failure ends this process. */
@@ -54,7 +56,9 @@ function ensurePackages(...names) {
     lacking = missing();
   }
   if (lacking.length > 0) {
-    console.error(`Missing system packages; install them with: sudo apt-get install ${apt.join(' ')}`);
+    console.error(
+      `Missing system packages; install them with: sudo apt-get install ${apt.join(' ')}`,
+    );
     process.exit(1);
   }
 }
