@@ -154,22 +154,59 @@ void AsyncJob::notify(AsyncNotification* notification) {
   if (uv_async_send(handle) != 0) throw Failed(__("uv_async_send failed"), ZAX_DEBUG_INFO);
 }
 
-void asyncNotificationsRun() {
-  const std::lock_guard<std::mutex> guard(g_asyncNotificationsLock);
-  v8::Isolate* isolate = v8::Isolate::GetCurrent();
-  while (!g_asyncNotifications.empty()) {
-    const v8::HandleScope scope(isolate);
-    v8::TryCatch tryCatch(isolate);
-    AsyncNotification* notification = g_asyncNotifications.front();
-    notification->execute();
-    delete notification;
-    if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
-    g_asyncNotifications.pop_front();
+namespace {
+
+/// Lets go of a drain's hold of the queue when the process ends from script that the drain runs:
+/// the end joins the pool's threads, and one that waits to post would never come.
+class HoldUntilExit {
+ public:
+  explicit HoldUntilExit(std::unique_lock<std::mutex>& hold) {
+    static const bool hooked = hookExit();
+    (void)hooked;
+    current_ = &hold;
   }
+  ~HoldUntilExit() { current_ = nullptr; }
+
+  HoldUntilExit(const HoldUntilExit&) = delete;
+  HoldUntilExit& operator=(const HoldUntilExit&) = delete;
+
+ private:
+  static bool hookExit() {
+    node::AtExit(
+        node::GetCurrentEnvironment(Nan::GetCurrentContext()),
+        [](void*) {
+          if (current_) current_->unlock();
+        },
+        nullptr);
+    return true;
+  }
+
+  static inline std::unique_lock<std::mutex>* current_ = nullptr;
+};
+
+/// Executes and deletes the first pending notification.
+void runFirstNotification(v8::Isolate* isolate) {
+  const v8::HandleScope scope(isolate);
+  v8::TryCatch tryCatch(isolate);
+  AsyncNotification* notification = g_asyncNotifications.front();
+  notification->execute();
+  delete notification;
+  if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
+  g_asyncNotifications.pop_front();
+}
+
+}  // namespace
+
+void asyncNotificationsRun() {
+  std::unique_lock<std::mutex> hold(g_asyncNotificationsLock);
+  if (g_asyncNotifications.empty()) return;
+  const HoldUntilExit holdUntilExit(hold);
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  while (hold.owns_lock() && !g_asyncNotifications.empty()) runFirstNotification(isolate);
 }
 
 void asyncNotificationsRunCallback(uv_async_t* /*handle*/) {
-  // libuv opens no handle scope, and the receiver of the script calls needs none of its own.
+  const Nan::HandleScope scope;
   asyncNotificationsRun();
 }
 

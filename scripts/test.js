@@ -9,4 +9,4 @@ ensurePackages('gtest');
 build('echo');
 build('test');
 run('test/build/Release/native_tests', ['--gtest_brief=1']);
-run(process.execPath, ['--expose-gc', '--test', ...filesIn('test', /\.test\.js$/)]);
+run(process.execPath, ['--expose-gc', '--test', '--test-force-exit', ...filesIn('test', /\.test\.js$/)]);
