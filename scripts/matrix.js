@@ -6,9 +6,8 @@
 const fs = require('node:fs');
 const path = require('node:path');
 
-const { ensureModules, root, run } = require('./toolchain');
-
-const cache = path.join(root, '.cache');
+const { cache, copyRepository } = require('./copy');
+const { ensureModules, run } = require('./toolchain');
 
 /** The folder of a Node of the given line, fetched when it is not there. */
 function fetchNode(major) {
@@ -21,21 +20,6 @@ function fetchNode(major) {
     fs.rmSync(path.join(folder, archive));
   }
   return folder;
-}
-
-/** A copy of the repository without what was built in it. */
-function copyRepository(name) {
-  const copy = path.join(cache, name);
-  fs.rmSync(copy, { recursive: true, force: true });
-  for (const entry of fs.readdirSync(root)) {
-    if (entry === '.cache' || entry === '.git') continue;
-    fs.cpSync(path.join(root, entry), path.join(copy, entry), {
-      recursive: true,
-      verbatimSymlinks: true,
-      filter: (source) => path.basename(source) !== 'build' || source.includes('node_modules'),
-    });
-  }
-  return copy;
 }
 
 ensureModules();

@@ -9,6 +9,8 @@ const path = require('node:path');
 
 const root = path.resolve(__dirname, '..');
 
+const fuzzTarget = 'extern "C" int LLVMFuzzerTestOneInput(char*, long) { return 0; }';
+
 /** System packages: how to tell that one is there, and its name for apt. */
 const packages = {
   compiler: { has: () => succeeds('g++', '--version'), apt: 'g++' },
@@ -16,6 +18,10 @@ const packages = {
   python: { has: () => succeeds('python3', '--version'), apt: 'python3' },
   gtest: { has: () => compiles('#include <gtest/gtest.h>'), apt: 'libgtest-dev' },
   clang: { has: () => succeeds('clang++', '--version'), apt: 'clang' },
+  fuzzer: {
+    has: () => compiles(fuzzTarget, 'clang++', '-fsanitize=fuzzer'),
+    apt: 'libclang-rt-14-dev',
+  },
   clangFormat: { has: () => succeeds('clang-format', '--version'), apt: 'clang-format' },
   clangTidy: { has: () => succeeds('clang-tidy', '--version'), apt: 'clang-tidy' },
   valgrind: { has: () => succeeds('valgrind', '--version'), apt: 'valgrind' },
@@ -25,10 +31,10 @@ function succeeds(command, ...args) {
   return spawnSync(command, args, { stdio: 'ignore' }).status === 0;
 }
 
-function compiles(source) {
-  const args = ['-fsyntax-only', '-x', 'c++', '-'];
+function compiles(source, compiler = 'g++', flag = '-fsyntax-only') {
+  const args = [flag, '-x', 'c++', '-o', '/dev/null', '-'];
   return (
-    spawnSync('g++', args, { input: source, stdio: ['pipe', 'ignore', 'ignore'] }).status === 0
+    spawnSync(compiler, args, { input: source, stdio: ['pipe', 'ignore', 'ignore'] }).status === 0
   );
 }
 
