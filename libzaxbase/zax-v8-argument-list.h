@@ -93,15 +93,20 @@ class Packed {
 };
 
 /// Runs the native side of a call and turns a std::exception that it throws into the JavaScript
-/// exception of the call. Anything else that is thrown ends the process.
+/// exception of the call, in place of one that script threw on the way there (a getter, say).
+/// Anything else that is thrown ends the process.
 template <typename Body>
 void guardEntry(const Body& body) {
-  Nan::HandleScope scope;
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  const v8::HandleScope scope(isolate);
+  v8::TryCatch thrownByScript(isolate);
   try {
     body();
   } catch (const std::exception& e) {
+    thrownByScript.Reset();
     ZAXError::throwException(e);
   }
+  if (thrownByScript.HasCaught()) thrownByScript.ReThrow();
 }
 
 /// Base of a job class T that JavaScript can start: `class Sum : public zax::Binding<Sum>`. T has a
