@@ -5,8 +5,6 @@
 
 const { AsyncResource } = require('node:async_hooks');
 
-const placeholder = /%\(([^)]+)\)s/y;
-
 /**
  * Builds a message. With one argument, that text is the message. With named values, every `%(key)s`
  * is replaced by its value, an unknown key by "<unknown>"; a "%" that does not begin a complete
@@ -16,14 +14,16 @@ function buildMessage(format, values) {
   const text = String(format);
   if (values === undefined || values === null) return text;
   let message = '';
-  for (let at = 0; ; at = placeholder.lastIndex) {
+  let at = 0;
+  for (;;) {
     const percent = text.indexOf('%', at);
     if (percent < 0) return message + text.slice(at);
     message += text.slice(at, percent);
-    placeholder.lastIndex = percent;
-    const match = placeholder.exec(text);
-    if (!match) return message;
-    message += Object.hasOwn(values, match[1]) ? values[match[1]] : '<unknown>';
+    const end = text.indexOf(')', percent);
+    if (text[percent + 1] !== '(' || end <= percent + 2 || text[end + 1] !== 's') return message;
+    const key = text.slice(percent + 2, end);
+    message += Object.hasOwn(values, key) ? values[key] : '<unknown>';
+    at = end + 2;
   }
 }
 
@@ -46,8 +46,6 @@ function scriptFrames(trace) {
   return begin < 0 ? '' : stack.slice(begin);
 }
 
-let formatStack;
-
 /**
  * What JavaScript receives when native code fails: an Error with the code and the details of the
  * native error. Its stack begins with the place in the native code that raised it.
@@ -61,15 +59,20 @@ class ZaxBindingError extends Error {
     Error.stackTraceLimit = 0; // The trace is captured once, below.
     super(message ?? '');
     Error.stackTraceLimit = limit;
+    delete this.stack; // It would hide the one of the class.
     this.code = code;
     this.details = details;
     Error.captureStackTrace(this.#trace, caller);
-    Object.defineProperty(this, 'stack', lazyStack);
   }
 
-  static {
-    formatStack = (error) =>
-      `${error}${nativeFrames(error.details)}${#trace in error ? scriptFrames(error.#trace) : ''}`;
+  /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
+  get stack() {
+    const frames = #trace in this ? scriptFrames(this.#trace) : '';
+    return `${this}${nativeFrames(this.details)}${frames}`;
+  }
+
+  set stack(value) {
+    Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
   }
 }
 
@@ -78,19 +81,6 @@ Object.defineProperty(ZaxBindingError.prototype, 'name', {
   writable: true,
   configurable: true,
 });
-
-// One descriptor for all errors, so that they share a hidden class; nothing is formatted before
-// somebody reads the stack.
-const lazyStack = {
-  configurable: true,
-  enumerable: false,
-  get() {
-    return formatStack(this);
-  },
-  set(value) {
-    Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
-  },
-};
 
 /** Makes the value that JavaScript receives as the error. */
 function createZaxBindingError(code, message, details) {

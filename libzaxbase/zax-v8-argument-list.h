@@ -81,14 +81,19 @@ class ArgumentList {
   }
 };
 
-/// Calls a native function with unpacked arguments.
+/// Calls a native function with unpacked arguments, in order, and returns what it returns.
 class Packed {
  public:
-  /// Passes the elements in order, to parameters by value as copies, and returns what the function
-  /// returns.
+  /// Passes copies to parameters by value.
   template <typename R, typename... Params, typename... Args>
   static R call(R (*fn)(Params...), std::tuple<Args...>& args) {
     return std::apply(fn, args);
+  }
+
+  /// Moves the elements to parameters by value.
+  template <typename R, typename... Params, typename... Args>
+  static R call(R (*fn)(Params...), std::tuple<Args...>&& args) {
+    return std::apply(fn, std::move(args));
   }
 };
 
@@ -126,8 +131,7 @@ class Binding : public AsyncJob {
  private:
   template <typename... Args>
   static T* createJob(T* (*create)(Args...), const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    auto args = ArgumentList::unpack<std::decay_t<Args>...>(info);
-    return Packed::call(create, args);
+    return Packed::call(create, ArgumentList::unpack<std::decay_t<Args>...>(info));
   }
 };
 
@@ -140,10 +144,7 @@ template <typename R, typename... Args, R (*fn)(Args...)>
 class BindFunction<R(Args...), fn> {
  public:
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    guardEntry([&] {
-      auto args = ArgumentList::unpack<std::decay_t<Args>...>(info);
-      Packed::call(fn, args);
-    });
+    guardEntry([&] { Packed::call(fn, ArgumentList::unpack<std::decay_t<Args>...>(info)); });
   }
 };
 

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+// What differs between the versions of V8 is told apart here and nowhere else.
+
 namespace zax {
 
 void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {
@@ -16,6 +18,14 @@ void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {
   value->WriteUtf8(isolate, bytes.get());
 #endif
   out = bytes.get();
+}
+
+v8::Local<v8::Value> prototypeOf(v8::Local<v8::Object> object) {
+#if V8_MAJOR_VERSION >= 13
+  return object->GetPrototypeV2();
+#else
+  return object->GetPrototype();
+#endif
 }
 
 }  // namespace zax

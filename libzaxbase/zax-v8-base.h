@@ -11,6 +11,9 @@ namespace zax {
 /// surrogate becomes its three-byte form. JavaScript thread only.
 void v8ToStd(std::string& out, const v8::Local<v8::String>& value);
 
+/// The prototype of a JavaScript object. JavaScript thread only.
+v8::Local<v8::Value> prototypeOf(v8::Local<v8::Object> object);
+
 }  // namespace zax
 
 #endif

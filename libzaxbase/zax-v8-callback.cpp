@@ -11,16 +11,15 @@ namespace zax {
 
 namespace {
 
-v8::MaybeLocal<v8::Value> makeCallback(v8::Local<v8::Function> function, int argc,
-                                       v8::Local<v8::Value>* argv) {
-  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+v8::MaybeLocal<v8::Value> makeCallback(v8::Isolate* isolate, v8::Local<v8::Function> function,
+                                       int argc, v8::Local<v8::Value>* argv) {
   return node::MakeCallback(isolate, isolate->GetCurrentContext()->Global(), function, argc, argv,
                             {0, 0});
 }
 
 /// Replies with (0, value).
 void reply(Callback& callback, v8::Local<v8::Value> value) {
-  v8::Local<v8::Value> argv[] = {Nan::New(0), value};
+  v8::Local<v8::Value> argv[] = {v8::Integer::New(v8::Isolate::GetCurrent(), 0), value};
   callback.call(2, argv);
 }
 
@@ -28,10 +27,7 @@ void reply(Callback& callback, v8::Local<v8::Value> value) {
 
 Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(), other.function_) {}
 
-Callback& Callback::operator=(const Callback& other) {
-  function_.Reset(v8::Isolate::GetCurrent(), other.function_);
-  return *this;
-}
+Callback& Callback::operator=(const Callback& other) { return *this = Callback(other); }
 
 void Callback::reset(v8::Local<v8::Function> function) {
   function_.Reset(v8::Isolate::GetCurrent(), function);
@@ -93,21 +89,25 @@ void Callback::call(int argc, v8::Local<v8::Value>* argv) {
 
 v8::MaybeLocal<v8::Value> Callback::invoke(int argc, v8::Local<v8::Value>* argv) const {
   assert(!function_.IsEmpty() && "a Callback must be filled before it is called");
-  return makeCallback(function_.Get(v8::Isolate::GetCurrent()), argc, argv);
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  return makeCallback(isolate, function_.Get(isolate), argc, argv);
 }
 
 v8::Local<v8::Value> v8call(const char* name, int argc, v8::Local<v8::Value>* argv) {
-  Nan::EscapableHandleScope scope;
-  const v8::Local<v8::Context> context = Nan::GetCurrentContext();
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  v8::EscapableHandleScope scope(isolate);
+  const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+  const v8::Local<v8::String> key =
+      v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
   v8::Local<v8::Value> value;
-  if (!context->Global()->Get(context, Nan::New(name).ToLocalChecked()).ToLocal(&value)) return {};
+  if (!context->Global()->Get(context, key).ToLocal(&value)) return {};
   if (!value->IsFunction()) {
     debugTrace(value->IsNull() ? "JS object %s not found\n" : "JS object %s is not a function\n",
                name);
-    return scope.Escape(Nan::Null());
+    return scope.Escape(v8::Null(isolate).As<v8::Value>());
   }
   v8::Local<v8::Value> result;
-  if (!makeCallback(value.As<v8::Function>(), argc, argv).ToLocal(&result)) return {};
+  if (!makeCallback(isolate, value.As<v8::Function>(), argc, argv).ToLocal(&result)) return {};
   return scope.Escape(result);
 }
 

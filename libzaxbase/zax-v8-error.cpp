@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "zax-v8-base.h"
 #include "zax-v8-utils.h"
 
 namespace zax {
@@ -13,18 +14,46 @@ namespace {
 
 v8::Local<v8::Value> toV8(const char* text) { return Nan::New(text ? text : "").ToLocalChecked(); }
 
+v8::Local<v8::Name> toName(const char* text) {
+  return v8::String::NewFromUtf8(v8::Isolate::GetCurrent(), text ? text : "",
+                                 v8::NewStringType::kInternalized)
+      .ToLocalChecked();
+}
+
+/// Collects the properties of a new object and makes it in one step, which takes a fraction of the
+/// time that setting them one by one does: an error's names are rarely those of the error before.
+template <std::size_t Capacity>
+class ObjectBuilder {
+ public:
+  void add(const char* name, v8::Local<v8::Value> value) {
+    names_[size_] = toName(name);
+    values_[size_++] = value;
+  }
+  void add(const char* name, const char* value) { add(name, toV8(value)); }
+  void add(const char* name, int value) { add(name, Nan::New(value)); }
+
+  v8::Local<v8::Object> build() {
+    const v8::Local<v8::Value> prototype = prototypeOf(Nan::New<v8::Object>());
+    return v8::Object::New(v8::Isolate::GetCurrent(), prototype, names_, values_, size_);
+  }
+
+ private:
+  v8::Local<v8::Name> names_[Capacity];
+  v8::Local<v8::Value> values_[Capacity];
+  std::size_t size_ = 0;
+};
+
 /// The message as "__" builds it; empty when that threw.
 v8::Local<v8::Value> createMessage(const MessageBuffer& message) {
   if (message.overflow) {
     v8::Local<v8::Value> argv[] = {toV8("Error message buffer overflow")};
     return v8call("__", 1, argv);
   }
-  v8::Local<v8::Object> arguments = Nan::New<v8::Object>();
+  ObjectBuilder<MessageBuffer::maxArguments> arguments;
   for (unsigned long i = 0; i < message.count; ++i) {
-    Nan::HandleScope scope;
-    (void)Nan::Set(arguments, toV8(message.args[i].key), toV8(message.args[i].value));
+    arguments.add(message.args[i].key, message.args[i].value);
   }
-  v8::Local<v8::Value> argv[] = {toV8(message.format), arguments};
+  v8::Local<v8::Value> argv[] = {toV8(message.format), arguments.build()};
   return v8call("__", 2, argv);
 }
 
@@ -50,16 +79,16 @@ v8::Local<v8::Array> createCallStack(const CallStack& callstack) {
 
 v8::Local<v8::Object> createDetails(const ErrorInfo& info) {
   const DebugInfo& where = info.where();
-  v8::Local<v8::Object> details = Nan::New<v8::Object>();
-  insertToObject(details, "exceptionClass", info.exceptionClass());
-  insertToObject(details, "file", where.file ? where.file : "");
-  insertToObject(details, "line", where.line);
-  insertToObject(details, "function", where.function ? where.function : "");
-  insertToObject(details, "callstack", createCallStack(where.callstack));
-  if (where.syscode >= 0) insertToObject(details, "syscode", where.syscode);
-  if (!where.sysdesc.empty()) insertToObject(details, "sysdesc", where.sysdesc.c_str());
-  if (!where.sysmsg.empty()) insertToObject(details, "sysmsg", where.sysmsg.c_str());
-  return details;
+  ObjectBuilder<8> details;
+  details.add("exceptionClass", info.exceptionClass());
+  details.add("file", where.file);
+  details.add("line", where.line);
+  details.add("function", where.function);
+  details.add("callstack", createCallStack(where.callstack));
+  if (where.syscode >= 0) details.add("syscode", where.syscode);
+  if (!where.sysdesc.empty()) details.add("sysdesc", where.sysdesc.c_str());
+  if (!where.sysmsg.empty()) details.add("sysmsg", where.sysmsg.c_str());
+  return details.build();
 }
 
 }  // namespace

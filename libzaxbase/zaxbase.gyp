@@ -27,6 +27,7 @@
       # What an add-on needs to use the framework is what the framework itself is built with.
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
       'cflags': ['-fvisibility=hidden'],
+      'configurations': {'Release': {'defines': ['NDEBUG']}},
       'cflags_cc': [
         '-fexceptions',
         '-frtti',

@@ -35,7 +35,14 @@ test('the packages carry what their users need and nothing else', () => {
       ...template.map((file) => `template/${file}`),
       ...['template/src/addon.cpp', 'template/test/addon.test.js'],
     ],
-    echo: [...entries, 'promises.d.ts', 'promises.js', 'binding.gyp', 'zax-echo-worker.cpp'],
+    echo: [
+      ...entries,
+      'index.mjs',
+      'promises.d.ts',
+      'promises.js',
+      'binding.gyp',
+      'zax-echo-worker.cpp',
+    ],
   };
   for (const [name, files] of Object.entries(expected)) {
     assert.deepStrictEqual(pack(name, '--dry-run').files.sort(), files.sort());
