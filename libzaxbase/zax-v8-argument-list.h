@@ -101,8 +101,7 @@ class Packed {
 /// exception of the call, in place of one that script threw on the way there (a getter, say).
 /// Anything else that is thrown ends the process.
 template <typename Body>
-void guardEntry(const Body& body) {
-  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+void guardEntry(v8::Isolate* isolate, const Body& body) {
   const v8::HandleScope scope(isolate);
   v8::TryCatch thrownByScript(isolate);
   try {
@@ -125,7 +124,7 @@ class Binding : public AsyncJob {
 
   /// The JavaScript function: creates the job, starts it and returns `undefined`.
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    guardEntry([&] { createJob(&T::create, info)->start(); });
+    guardEntry(info.GetIsolate(), [&] { createJob(&T::create, info)->start(); });
   }
 
  private:
@@ -144,7 +143,8 @@ template <typename R, typename... Args, R (*fn)(Args...)>
 class BindFunction<R(Args...), fn> {
  public:
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    guardEntry([&] { Packed::call(fn, ArgumentList::unpack<std::decay_t<Args>...>(info)); });
+    guardEntry(info.GetIsolate(),
+               [&] { Packed::call(fn, ArgumentList::unpack<std::decay_t<Args>...>(info)); });
   }
 };
 

@@ -17,12 +17,6 @@ v8::MaybeLocal<v8::Value> makeCallback(v8::Isolate* isolate, v8::Local<v8::Funct
                             {0, 0});
 }
 
-/// Replies with (0, value).
-void reply(Callback& callback, v8::Local<v8::Value> value) {
-  v8::Local<v8::Value> argv[] = {v8::Integer::New(v8::Isolate::GetCurrent(), 0), value};
-  callback.call(2, argv);
-}
-
 }  // namespace
 
 Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(), other.function_) {}
@@ -33,62 +27,78 @@ void Callback::reset(v8::Local<v8::Function> function) {
   function_.Reset(v8::Isolate::GetCurrent(), function);
 }
 
-void Callback::call() { call(0, nullptr); }
-
-void Callback::call(int value) {
-  Nan::HandleScope scope;
-  reply(*this, Nan::New(value));
-}
-
-void Callback::call(const std::string& text) {
-  Nan::HandleScope scope;
-  reply(*this, Nan::New(text).ToLocalChecked());
-}
-
-void Callback::call(const std::list<std::string>& items) {
-  Nan::HandleScope scope;
-  v8::Local<v8::Array> array = Nan::New<v8::Array>();
-  stringListToArray(array, items);
-  reply(*this, array);
-}
-
-void Callback::call(const std::set<std::string>& items) {
-  Nan::HandleScope scope;
-  v8::Local<v8::Array> array = Nan::New<v8::Array>();
-  stringSetToArray(array, items);
-  reply(*this, array);
-}
-
-void Callback::call(const std::map<std::string, std::string>& entries) {
-  Nan::HandleScope scope;
-  v8::Local<v8::Object> object = Nan::New<v8::Object>();
-  mapToObject(object, entries);
-  reply(*this, object);
-}
-
-void Callback::call(const std::map<std::string, unsigned long>& entries) {
-  Nan::HandleScope scope;
-  v8::Local<v8::Object> object = Nan::New<v8::Object>();
-  mapToObject(object, entries);
-  reply(*this, object);
-}
-
-void Callback::call(v8::Local<v8::Value> value) {
-  Nan::HandleScope scope;
-  v8::Local<v8::Value> argv[] = {Nan::Null(), value};
-  call(2, argv);
-}
-
-void Callback::call(int argc, v8::Local<v8::Value>* argv) {
-  v8::Isolate* isolate = v8::Isolate::GetCurrent();
-  v8::HandleScope scope(isolate);
+void Callback::callGuarded(v8::Isolate* isolate, int argc, v8::Local<v8::Value>* argv) {
+  assert(!function_.IsEmpty() && "a Callback must be filled before it is called");
   v8::TryCatch tryCatch(isolate);
-  (void)invoke(argc, argv);
+  (void)makeCallback(isolate, function_.Get(isolate), argc, argv);
   if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
 }
 
+/// Replies with (0, build(isolate)).
+template <typename Build>
+void Callback::reply(const Build& build) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  const v8::HandleScope scope(isolate);
+  v8::Local<v8::Value> argv[] = {v8::Integer::New(isolate, 0), build(isolate)};
+  callGuarded(isolate, 2, argv);
+}
+
+void Callback::call() { call(0, nullptr); }
+
+void Callback::call(int argc, v8::Local<v8::Value>* argv) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  const v8::HandleScope scope(isolate);
+  callGuarded(isolate, argc, argv);
+}
+
+void Callback::call(int value) {
+  reply([&](v8::Isolate* isolate) { return v8::Integer::New(isolate, value); });
+}
+
+void Callback::call(const std::string& text) {
+  reply([&](v8::Isolate*) { return Nan::New(text).ToLocalChecked(); });
+}
+
+void Callback::call(const std::list<std::string>& items) {
+  reply([&](v8::Isolate* isolate) {
+    v8::Local<v8::Array> array = v8::Array::New(isolate);
+    stringListToArray(array, items);
+    return array;
+  });
+}
+
+void Callback::call(const std::set<std::string>& items) {
+  reply([&](v8::Isolate* isolate) {
+    v8::Local<v8::Array> array = v8::Array::New(isolate);
+    stringSetToArray(array, items);
+    return array;
+  });
+}
+
+void Callback::call(const std::map<std::string, std::string>& entries) {
+  reply([&](v8::Isolate* isolate) {
+    v8::Local<v8::Object> object = v8::Object::New(isolate);
+    mapToObject(object, entries);
+    return object;
+  });
+}
+
+void Callback::call(const std::map<std::string, unsigned long>& entries) {
+  reply([&](v8::Isolate* isolate) {
+    v8::Local<v8::Object> object = v8::Object::New(isolate);
+    mapToObject(object, entries);
+    return object;
+  });
+}
+
+void Callback::call(v8::Local<v8::Value> value) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  const v8::HandleScope scope(isolate);
+  v8::Local<v8::Value> argv[] = {v8::Null(isolate), value};
+  callGuarded(isolate, 2, argv);
+}
+
 v8::MaybeLocal<v8::Value> Callback::invoke(int argc, v8::Local<v8::Value>* argv) const {
-  assert(!function_.IsEmpty() && "a Callback must be filled before it is called");
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
   return makeCallback(isolate, function_.Get(isolate), argc, argv);
 }

@@ -50,6 +50,11 @@ class Callback {
   v8::MaybeLocal<v8::Value> invoke(int argc, v8::Local<v8::Value>* argv) const;
 
  private:
+  void callGuarded(v8::Isolate* isolate, int argc, v8::Local<v8::Value>* argv);
+
+  template <typename Build>
+  void reply(const Build& build);
+
   v8::Global<v8::Function> function_;
 };
 

@@ -40,7 +40,8 @@ void readStrings(const v8::Local<v8::Value>& value, const char* function, const 
 }
 
 void convertNumber(int& out, const v8::Local<v8::Value>& number) {
-  out = Nan::To<std::int32_t>(number).FromJust();
+  out = number->IsInt32() ? number.As<v8::Int32>()->Value()
+                          : Nan::To<std::int32_t>(number).FromJust();
 }
 
 void convertNumber(unsigned int& out, const v8::Local<v8::Value>& number) {

@@ -24,9 +24,11 @@
         'zax-v8-error.cpp',
         'zax-v8-utils.cpp',
       ],
+      # Without a procedure linkage table a call of V8 is one jump shorter, and a call of a bound
+      # function makes about forty of them.
       # What an add-on needs to use the framework is what the framework itself is built with.
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-      'cflags': ['-fvisibility=hidden'],
+      'cflags': ['-fvisibility=hidden', '-fno-plt'],
       'configurations': {'Release': {'defines': ['NDEBUG']}},
       'cflags_cc': [
         '-fexceptions',
@@ -35,7 +37,7 @@
       ],
       'direct_dependent_settings': {
         'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-        'cflags': ['-fvisibility=hidden'],
+        'cflags': ['-fvisibility=hidden', '-fno-plt'],
         'cflags_cc': [
           '-fexceptions',
           '-frtti',
