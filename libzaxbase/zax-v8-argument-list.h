@@ -98,8 +98,9 @@ class Packed {
 };
 
 /// Runs the native side of a call and turns a std::exception that it throws into the JavaScript
-/// exception of the call, in place of one that script threw on the way there (a getter, say).
-/// Anything else that is thrown ends the process.
+/// exception of the call, in place of one that script threw on the way there (a getter, say), which
+/// must not be pending while the script side makes the error. Anything else that is thrown ends the
+/// process.
 template <typename Body>
 void guardEntry(v8::Isolate* isolate, const Body& body) {
   const v8::HandleScope scope(isolate);
@@ -107,7 +108,6 @@ void guardEntry(v8::Isolate* isolate, const Body& body) {
   try {
     body();
   } catch (const std::exception& e) {
-    thrownByScript.Reset();
     ZAXError::throwException(e);
   }
   if (thrownByScript.HasCaught()) thrownByScript.ReThrow();

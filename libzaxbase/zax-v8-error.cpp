@@ -108,11 +108,11 @@ void ZAXError::create(const ErrorInfo& info) {
 }
 
 void ZAXError::sendReply(Callback& callback) {
-  if (hasValue()) callback.call(1, &errorObject_);
+  if (!errorObject_.IsEmpty()) callback.call(1, &errorObject_);
 }
 
 void ZAXError::throwException() {
-  if (hasValue()) v8::Isolate::GetCurrent()->ThrowException(errorObject_);
+  if (!errorObject_.IsEmpty()) v8::Isolate::GetCurrent()->ThrowException(errorObject_);
 }
 
 }  // namespace zax

@@ -42,8 +42,6 @@ class ZAXError {
   static void throwException(const std::exception& e) { ZAXError(e).throwException(); }
 
  private:
-  bool hasValue() const { return !errorObject_.IsEmpty() && !errorObject_->IsNull(); }
-
   v8::Local<v8::Value> errorObject_;
 };
 

@@ -1,3 +1,18 @@
-#include "zax-v8-argument-list.h"
-namespace { void Register(v8::Local<v8::Object> exports) { (void)exports; } }
-NODE_MODULE(bridge, Register)
+#include "bridge.h"
+
+// Exposes to JavaScript the part of the framework that talks to V8, so that tests drive it by
+// tables.
+
+namespace {
+
+void RegisterModule(v8::Local<v8::Object> exports) {
+  bridge::registerParsing(exports);
+  bridge::registerBuilding(exports);
+  bridge::registerCalls(exports);
+  bridge::registerJobs(exports);
+  bridge::registerErrors(exports);
+}
+
+}  // namespace
+
+NODE_MODULE(bridge, RegisterModule)

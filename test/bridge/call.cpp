@@ -1,0 +1,77 @@
+#include <utility>
+
+#include "bridge.h"
+
+namespace bridge {
+
+namespace {
+
+void callBare(Callback callback) { callback.call(); }
+
+template <typename T>
+void callWith(const T& value, Callback callback) {
+  callback.call(value);
+}
+
+/// Calls every kind of copy of a callback after its source has gone or has changed.
+void callCopies(const Callback& other, const Callback& callback) {
+  Callback assigned(other);
+  {
+    const Callback original(callback);
+    assigned = original;
+  }
+  assigned.call("assigned");
+  const Callback& itself = assigned;
+  assigned = itself;
+  assigned.call("self-assigned");
+  Callback copied(assigned);
+  assigned = other;
+  copied.call("copied");
+  Callback moved(std::move(copied));
+  moved.call("moved");
+}
+
+// Never destroyed: no handle may be let go of once the isolate is gone.
+Callback& kept = *new Callback;
+
+void keep(const Callback& callback) { kept = callback; }
+
+void callKept(int value) { kept.call(value); }
+
+/// v8call(name, ...args)
+void callByName(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+  v8::Local<v8::Value> argv[2];
+  const int argc = info.Length() - 1;
+  for (int i = 0; i < argc; ++i) argv[i] = info[i + 1];
+  const auto result = zax::v8call(*Nan::Utf8String(info[0]), argc, argv);
+  if (!result.IsEmpty()) info.GetReturnValue().Set(result);
+}
+
+void answer(const Nan::FunctionCallbackInfo<v8::Value>& info) { info.GetReturnValue().Set(42); }
+
+/// A function of a template that nothing else keeps alive.
+void fromTemplate(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+  static const auto& held =
+      *new zax::PersistentFunctionTemplate(Nan::New<v8::FunctionTemplate>(answer));
+  info.GetReturnValue().Set(held.getFunctionClone());
+}
+
+}  // namespace
+
+void registerCalls(Exports exports) {
+  const auto call = group(exports, "call");
+  bind<&callBare>(call, "bare");
+  bind<&callWith<int>>(call, "int");
+  bind<&callWith<std::string>>(call, "string");
+  bind<&callWith<std::list<std::string>>>(call, "list");
+  bind<&callWith<std::set<std::string>>>(call, "set");
+  bind<&callWith<zax::StringMap>>(call, "map");
+  bind<&callWith<Counts>>(call, "counts");
+  bind<&callCopies>(exports, "callCopies");
+  bind<&keep>(exports, "keep");
+  bind<&callKept>(exports, "callKept");
+  Nan::Export(exports, "v8call", callByName);
+  Nan::Export(exports, "fromTemplate", fromTemplate);
+}
+
+}  // namespace bridge
