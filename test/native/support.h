@@ -43,12 +43,14 @@ std::string stderrOf(Function function) {
 inline std::string orNull(const char* text) { return text ? text : "(null)"; }
 
 inline std::string describe(const zax::MessageBuffer& message) {
-  std::string text = orNull(message.format);
+  std::ostringstream text;
+  text << orNull(message.format);
   for (unsigned long i = 0; i < message.count; ++i) {
     const auto& [key, value, type] = message.args[i];
-    text += " " + orNull(key) + "=" + orNull(value) + ":" + std::to_string(type);
+    text << " " << orNull(key) << "=" << orNull(value) << ":" << type;
   }
-  return text + (message.overflow ? " overflow" : "");
+  text << (message.overflow ? " overflow" : "");
+  return text.str();
 }
 
 inline std::string describe(const zax::DebugInfo& info) {
