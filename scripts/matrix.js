@@ -1,6 +1,6 @@
 'use strict';
 
-// Builds and tests a copy of the repository on other Node lines: `node scripts/matrix.js 22 24 26`.
+// Builds and tests a copy of the repository on other Node lines, the slow tests too: `node scripts/matrix.js 22 24 26`.
 // Node and its headers come from npm, into `.cache`.
 
 const fs = require('node:fs');
@@ -29,5 +29,6 @@ for (const major of process.argv.slice(2)) {
   console.log(`== Node ${major}`);
   const PATH = `${path.dirname(node)}${path.delimiter}${process.env.PATH}`;
   run(node, ['scripts/test.js'], { cwd: copy, env: { PATH } });
+  run(node, ['scripts/test.js', '--slow'], { cwd: copy, env: { PATH } });
   fs.rmSync(copy, { recursive: true });
 }
