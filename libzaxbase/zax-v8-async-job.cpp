@@ -7,7 +7,9 @@
 #include <iostream>
 #include <list>
 #include <memory>
+#include <new>
 #include <typeinfo>
+#include <utility>
 
 #include "zax-exception-errno.h"
 #include "zax-v8-error.h"
@@ -21,6 +23,83 @@ std::list<AsyncNotification*> g_asyncNotifications;
 
 /// Guards the list and the creation of the async handle; held for the whole of a drain.
 std::mutex g_asyncNotificationsLock;
+
+namespace {
+
+/// Nodes of the list that are free, for the next posts; guarded by the same lock.
+std::list<AsyncNotification*> spareNodes;
+
+/// More than this many free nodes or blocks are not kept.
+constexpr std::size_t maxSpare = 16384;
+
+/// Free memory for notifications, a chain of blocks of one size. A notification is made on one
+/// thread and deleted on another, which an allocator finds hardest: so a drain keeps what it
+/// deletes, and the next thread that posts takes all of it along, both under the lock that they
+/// hold anyway.
+class SpareMemory {
+ public:
+  static constexpr std::size_t blockSize = 64;  // bytes
+
+  SpareMemory() = default;
+  SpareMemory(const SpareMemory&) = delete;
+  SpareMemory& operator=(const SpareMemory&) = delete;
+  ~SpareMemory() {
+    while (first_) ::operator delete(take());
+  }
+
+  bool empty() const { return !first_; }
+
+  void* take() noexcept {
+    --count_;
+    return std::exchange(first_, first_->next);
+  }
+
+  /// Whether there was room for the block.
+  bool give(void* memory) noexcept {
+    if (count_ == maxSpare) return false;
+    first_ = new (memory) Block{first_};
+    ++count_;
+    return true;
+  }
+
+  void swap(SpareMemory& other) noexcept {
+    std::swap(first_, other.first_);
+    std::swap(count_, other.count_);
+  }
+
+ private:
+  struct Block {
+    Block* next;
+  };
+
+  Block* first_ = nullptr;
+  std::size_t count_ = 0;
+};
+
+SpareMemory drainedMemory;  // guarded by g_asyncNotificationsLock
+thread_local SpareMemory ownMemory;
+thread_local bool draining = false;  // whether this thread holds the lock for a drain
+
+}  // namespace
+
+void* AsyncNotification::operator new(std::size_t size) {
+  if (size > SpareMemory::blockSize) return ::operator new(size);
+  return ownMemory.empty() ? ::operator new(SpareMemory::blockSize) : ownMemory.take();
+}
+
+void AsyncNotification::operator delete(void* memory, std::size_t size) noexcept {
+  const bool kept = draining && size <= SpareMemory::blockSize && drainedMemory.give(memory);
+  if (!kept) ::operator delete(memory);
+}
+
+void* AsyncNotification::operator new(std::size_t size, std::align_val_t alignment) {
+  return ::operator new(size, alignment);
+}
+
+void AsyncNotification::operator delete(void* memory, std::size_t /*size*/,
+                                        std::align_val_t alignment) noexcept {
+  ::operator delete(memory, alignment);
+}
 
 AsyncJob::AsyncJob(const Callback& jobCallback) : callback(jobCallback) { request_.data = this; }
 
@@ -140,10 +219,34 @@ void AsyncNotification::deliver(v8::Local<v8::Value> value) {
   (void)job_->callback.invoke(2, argv);
 }
 
+namespace {
+
+/// Appends a notification to the queue, whose lock is held.
+void enqueue(AsyncNotification* notification) {
+  if (spareNodes.empty()) {
+    g_asyncNotifications.push_back(notification);
+  } else {
+    spareNodes.front() = notification;
+    g_asyncNotifications.splice(g_asyncNotifications.end(), spareNodes, spareNodes.begin());
+  }
+  if (ownMemory.empty()) ownMemory.swap(drainedMemory);
+}
+
+/// Removes the first notification from the queue, whose lock is held.
+void dequeue() {
+  if (spareNodes.size() == maxSpare) {
+    g_asyncNotifications.pop_front();
+  } else {
+    spareNodes.splice(spareNodes.begin(), g_asyncNotifications, g_asyncNotifications.begin());
+  }
+}
+
+}  // namespace
+
 void AsyncJob::notify(AsyncNotification* notification) {
   static uv_async_t* handle = nullptr;
   const std::lock_guard<std::mutex> guard(g_asyncNotificationsLock);
-  g_asyncNotifications.push_back(notification);
+  enqueue(notification);
   if (!handle) {
     auto created = std::make_unique<uv_async_t>();
     if (uv_async_init(uv_default_loop(), created.get(), asyncNotificationsRunCallback) != 0) {
@@ -164,8 +267,12 @@ class HoldUntilExit {
     static const bool hooked = hookExit();
     (void)hooked;
     current_ = &hold;
+    draining = true;
   }
-  ~HoldUntilExit() { current_ = nullptr; }
+  ~HoldUntilExit() {
+    current_ = nullptr;
+    draining = false;
+  }
 
   HoldUntilExit(const HoldUntilExit&) = delete;
   HoldUntilExit& operator=(const HoldUntilExit&) = delete;
@@ -192,7 +299,7 @@ void runFirstNotification(v8::Isolate* isolate) {
   notification->execute();
   delete notification;
   if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
-  g_asyncNotifications.pop_front();
+  dequeue();
 }
 
 }  // namespace

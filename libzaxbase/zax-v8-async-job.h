@@ -4,8 +4,10 @@
 #include <uv.h>
 #include <v8.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "zax-base.h"
@@ -106,6 +108,12 @@ class AsyncNotification {
 
   AsyncNotification(const AsyncNotification&) = delete;
   AsyncNotification& operator=(const AsyncNotification&) = delete;
+
+  /// Memory that a drain has got back is used again. Any thread.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory, std::size_t size) noexcept;
+  static void* operator new(std::size_t size, std::align_val_t alignment);
+  static void operator delete(void* memory, std::size_t size, std::align_val_t alignment) noexcept;
 
   /// Runs on the JavaScript thread, in a handle scope, while the queue of notifications is locked.
   /// Must neither throw nor post; the script that it calls must not bring about a post either.

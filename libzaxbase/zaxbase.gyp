@@ -24,17 +24,18 @@
         'zax-v8-error.cpp',
         'zax-v8-utils.cpp',
       ],
-      # Without a procedure linkage table a call of V8 is one jump shorter, and a call of a bound
-      # function makes about forty of them.
-      # What an add-on needs to use the framework is what the framework itself is built with.
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-      'cflags': ['-fvisibility=hidden', '-fno-plt'],
+      # Without a procedure linkage table a call of V8 is one jump shorter, and a call of a bound
+      # function makes about forty of them. With sections an add-on carries only what it uses.
+      'cflags': ['-fvisibility=hidden', '-fno-plt', '-ffunction-sections', '-fdata-sections'],
+      'link_settings': {'ldflags': ['-Wl,--gc-sections']},
       'configurations': {'Release': {'defines': ['NDEBUG']}},
       'cflags_cc': [
         '-fexceptions',
         '-frtti',
         '-fmacro-prefix-map=<(zaxbase_path)/=libzaxbase/',
       ],
+      # What an add-on needs to use the framework.
       'direct_dependent_settings': {
         'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
         'cflags': ['-fvisibility=hidden', '-fno-plt'],
