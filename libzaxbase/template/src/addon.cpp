@@ -47,7 +47,7 @@ class CountPrimes : public zax::Binding<CountPrimes> {
     long number = 2;
     for (int percent = 10; percent <= 100; percent += 10) {
       for (const long end = limit_ * percent / 100; number <= end; ++number) {
-        if (smallestFactorOf(number) == number) ++count_;
+        if (smallestFactorOf(static_cast<int>(number)) == number) ++count_;
       }
       notify(new Progress(this, percent));
     }
