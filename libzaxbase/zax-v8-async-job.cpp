@@ -7,6 +7,7 @@
 #include <iostream>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <typeinfo>
 #include <utility>
@@ -110,24 +111,21 @@ void AsyncJob::start() {
   if (uv_queue_work(uv_default_loop(), &request_, onBeginJob, onAfterJob) != 0) std::abort();
 }
 
-void AsyncJob::addReference() {
-  const std::lock_guard<std::mutex> guard(lock_);
-  ++references_;
-}
+void AsyncJob::addReference() { ++references_; }
 
 void AsyncJob::releaseReference() {
-  bool last;
-  {
-    const std::lock_guard<std::mutex> guard(lock_);
-    last = references_ == 1;
-    --references_;
-  }
-  if (last) delete this;
+  if (--references_ == 0) delete this;
+}
+
+/// The record to write to, made when it is first needed.
+ErrorInfo& AsyncJob::error() {
+  if (!error_) error_ = std::make_unique<ErrorInfo>();
+  return *error_;
 }
 
 void AsyncJob::setError(const ErrorCode& code, const MessageBuffer& message,
                         const DebugInfo& where) {
-  error_.assign(code, message, where, "AsyncJob::setError()");
+  error().assign(code, message, where, "AsyncJob::setError()");
 }
 
 void AsyncJob::setUnknownException(const std::string& code) { unknownExceptionCode_ = code; }
@@ -135,7 +133,8 @@ void AsyncJob::setUnknownException(const std::string& code) { unknownExceptionCo
 /// Replaces the recorded error's code, unless `code` is empty.
 void AsyncJob::setErrorCode(const std::string& code) {
   if (code.empty()) return;
-  error_.assign(ErrorCode(code), error_.message(), error_.where(), error_.exceptionClass());
+  ErrorInfo& info = error();
+  info.assign(ErrorCode(code), info.message(), info.where(), info.exceptionClass());
 }
 
 void AsyncJob::reply() { callback.call(); }
@@ -163,22 +162,22 @@ void AsyncJob::onBeginJob(uv_work_t* request) {
   try {
     job->beginJob();
   } catch (const Exception& e) {
-    job->error_.assign(e);
+    job->error().assign(e);
   } catch (const std::exception& e) {
-    job->error_.assign(e);
+    job->error().assign(e);
     job->setErrorCode(job->unknownExceptionCode_);
   } catch (const char* text) {
     // A null text leaves std::cout in its failed state.
     std::cout << "Unhandled exception: " << text << std::endl;
     if (text) {
-      job->error_.assign(Failed(__("Unhandled exception: %(err)s", "err", text), ZAX_DEBUG_INFO));
+      job->error().assign(Failed(__("Unhandled exception: %(err)s", "err", text), ZAX_DEBUG_INFO));
     } else {
-      job->error_.assign(Failed(__("Unhandled exception: nullptr"), ZAX_DEBUG_INFO));
+      job->error().assign(Failed(__("Unhandled exception: nullptr"), ZAX_DEBUG_INFO));
     }
   } catch (...) {
     std::cout << "AsyncJob::onBeginJob: Unhandled exception '" << currentExceptionType() << "'"
               << std::endl;
-    job->error_.assign(Failed(__("Unhandled exception"), ZAX_DEBUG_INFO));
+    job->error().assign(Failed(__("Unhandled exception"), ZAX_DEBUG_INFO));
   }
 }
 
@@ -186,8 +185,8 @@ void AsyncJob::onAfterJob(uv_work_t* request, int /*status*/) {
   AsyncJob* job = static_cast<AsyncJob*>(request->data);
   Nan::HandleScope scope;
   asyncNotificationsRun();
-  if (job->error_.hasError()) {
-    ZAXError(job->error_).sendReply(job->callback);
+  if (job->hasError()) {
+    ZAXError(*job->error_).sendReply(job->callback);
   } else {
     job->replyAfterJob();
   }
@@ -198,7 +197,7 @@ void AsyncJob::onAfterJob(uv_work_t* request, int /*status*/) {
 void AsyncJob::replyAfterJob() {
   try {
     afterJob();
-    if (error_.hasError()) ZAXError(error_).sendReply(callback);
+    if (hasError()) ZAXError(*error_).sendReply(callback);
   } catch (const Exception& e) {
     ZAXError(e).sendReply(callback);
   } catch (const std::exception& e) {

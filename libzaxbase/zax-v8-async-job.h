@@ -4,9 +4,10 @@
 #include <uv.h>
 #include <v8.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -44,10 +45,10 @@ class AsyncJob : public NonCopyable {
   virtual ~AsyncJob() = default;
 
   /// Queues the job on the default loop's pool. JavaScript thread, once. Ends the process when
-  /// libuv refuses the work; throws std::system_error when the count cannot be locked.
+  /// libuv refuses the work.
   void start();
 
-  /// Any thread. Throws std::system_error when the count cannot be locked.
+  /// Any thread.
   void addReference();
 
   /// Any thread. Deletes the job when this was the last reference.
@@ -80,7 +81,7 @@ class AsyncJob : public NonCopyable {
   static void onAfterJob(uv_work_t* request, int status);
 
  private:
-  std::int32_t references_ = 0;
+  std::atomic<std::int32_t> references_{0};
   uv_work_t request_;
 
  protected:
@@ -89,12 +90,13 @@ class AsyncJob : public NonCopyable {
  private:
   friend class AsyncNotification;
 
+  bool hasError() const { return error_ && error_->hasError(); }
+  ErrorInfo& error();
   void replyAfterJob();
   void setErrorCode(const std::string& code);
 
-  ErrorInfo error_;
+  std::unique_ptr<ErrorInfo> error_;  // 5 KB that few jobs need
   std::string unknownExceptionCode_;
-  std::mutex lock_;
 };
 
 /// Something that a job tells the script while it works. A job makes one with `new` in beginJob and

@@ -33,11 +33,12 @@ class ObjectBuilder {
   void add(const char* name, int value) { add(name, Nan::New(value)); }
 
   v8::Local<v8::Object> build() {
-    const v8::Local<v8::Value> prototype = prototypeOf(Nan::New<v8::Object>());
-    return v8::Object::New(v8::Isolate::GetCurrent(), prototype, names_, values_, size_);
+    const v8::Local<v8::Value> prototype = prototypeOf(v8::Object::New(isolate_));
+    return v8::Object::New(isolate_, prototype, names_, values_, size_);
   }
 
  private:
+  v8::Isolate* isolate_ = v8::Isolate::GetCurrent();
   v8::Local<v8::Name> names_[Capacity];
   v8::Local<v8::Value> values_[Capacity];
   std::size_t size_ = 0;
