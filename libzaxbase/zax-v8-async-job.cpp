@@ -5,10 +5,10 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <thread>
 #include <typeinfo>
 #include <utility>
 
@@ -19,19 +19,37 @@ namespace zax {
 
 using Failed = ErrnoGenericException<EFAILED>;
 
-/// Notifications that wait for the JavaScript thread, in the order of posting; owned by the list.
-std::list<AsyncNotification*> g_asyncNotifications;
+/// Notifications that wait for the JavaScript thread, in the order of posting. The queue owns them
+/// and links them through themselves, so that posting makes no node.
+class NotificationQueue {
+ public:
+  bool empty() const { return !first_; }
+  AsyncNotification* front() const { return first_; }
 
-/// Guards the list and the creation of the async handle; held for the whole of a drain.
+  /// Returns how many there are now.
+  std::size_t push(AsyncNotification* notification) {
+    (first_ ? last_->next_ : first_) = notification;
+    last_ = notification;
+    return ++size_;
+  }
+
+  void pop() {
+    first_ = first_->next_;
+    --size_;
+  }
+
+ private:
+  AsyncNotification* first_ = nullptr;
+  AsyncNotification* last_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+NotificationQueue g_asyncNotifications;
+
+/// Guards the queue and the creation of the async handle; held for the whole of a drain.
 std::mutex g_asyncNotificationsLock;
 
 namespace {
-
-/// Nodes of the list that are free, for the next posts; guarded by the same lock.
-std::list<AsyncNotification*> spareNodes;
-
-/// More than this many free nodes or blocks are not kept.
-constexpr std::size_t maxSpare = 16384;
 
 /// Free memory for notifications, a chain of blocks of one size. A notification is made on one
 /// thread and deleted on another, which an allocator finds hardest: so a drain keeps what it
@@ -40,6 +58,7 @@ constexpr std::size_t maxSpare = 16384;
 class SpareMemory {
  public:
   static constexpr std::size_t blockSize = 64;  // bytes
+  static constexpr std::size_t maxBlocks = 16384;
 
   SpareMemory() = default;
   SpareMemory(const SpareMemory&) = delete;
@@ -57,7 +76,7 @@ class SpareMemory {
 
   /// Whether there was room for the block.
   bool give(void* memory) noexcept {
-    if (count_ == maxSpare) return false;
+    if (count_ == maxBlocks) return false;
     first_ = new (memory) Block{first_};
     ++count_;
     return true;
@@ -218,34 +237,11 @@ void AsyncNotification::deliver(v8::Local<v8::Value> value) {
   (void)job_->callback.invoke(2, argv);
 }
 
-namespace {
-
-/// Appends a notification to the queue, whose lock is held.
-void enqueue(AsyncNotification* notification) {
-  if (spareNodes.empty()) {
-    g_asyncNotifications.push_back(notification);
-  } else {
-    spareNodes.front() = notification;
-    g_asyncNotifications.splice(g_asyncNotifications.end(), spareNodes, spareNodes.begin());
-  }
-  if (ownMemory.empty()) ownMemory.swap(drainedMemory);
-}
-
-/// Removes the first notification from the queue, whose lock is held.
-void dequeue() {
-  if (spareNodes.size() == maxSpare) {
-    g_asyncNotifications.pop_front();
-  } else {
-    spareNodes.splice(spareNodes.begin(), g_asyncNotifications, g_asyncNotifications.begin());
-  }
-}
-
-}  // namespace
-
 void AsyncJob::notify(AsyncNotification* notification) {
   static uv_async_t* handle = nullptr;
-  const std::lock_guard<std::mutex> guard(g_asyncNotificationsLock);
-  enqueue(notification);
+  std::unique_lock<std::mutex> lock(g_asyncNotificationsLock);
+  const std::size_t pending = g_asyncNotifications.push(notification);
+  if (ownMemory.empty()) ownMemory.swap(drainedMemory);
   if (!handle) {
     auto created = std::make_unique<uv_async_t>();
     if (uv_async_init(uv_default_loop(), created.get(), asyncNotificationsRunCallback) != 0) {
@@ -254,6 +250,10 @@ void AsyncJob::notify(AsyncNotification* notification) {
     handle = created.release();
   }
   if (uv_async_send(handle) != 0) throw Failed(__("uv_async_send failed"), ZAX_DEBUG_INFO);
+  lock.unlock();
+  // Where both threads share a core, the JavaScript thread gets its turn before the queue has grown
+  // to megabytes.
+  if (pending % 8192 == 0) std::this_thread::yield();
 }
 
 namespace {
@@ -296,9 +296,9 @@ void runFirstNotification(v8::Isolate* isolate) {
   v8::TryCatch tryCatch(isolate);
   AsyncNotification* notification = g_asyncNotifications.front();
   notification->execute();
+  g_asyncNotifications.pop();
   delete notification;
   if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
-  dequeue();
 }
 
 }  // namespace

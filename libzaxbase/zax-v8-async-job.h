@@ -126,7 +126,10 @@ class AsyncNotification {
   void deliver(v8::Local<v8::Value> value);
 
  private:
+  friend class NotificationQueue;
+
   AsyncJob* job_;
+  AsyncNotification* next_ = nullptr;
 };
 
 /// Executes and deletes all pending notifications, first in, first out. JavaScript thread; threads
