@@ -1,0 +1,155 @@
+#include <nan.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "work.h"
+
+// Nan, with its own helpers throughout.
+
+namespace {
+
+std::string toStd(const v8::Local<v8::Value>& value) {
+  const Nan::Utf8String text(value);
+  return std::string(*text, text.length());
+}
+
+v8::Local<v8::String> toV8(const std::string& text) { return Nan::New(text).ToLocalChecked(); }
+
+bool takesNumberTextFunction(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+  if (info.Length() == 3 && info[0]->IsNumber() && info[1]->IsString() && info[2]->IsFunction()) {
+    return true;
+  }
+  Nan::ThrowTypeError("number, string and function expected");
+  return false;
+}
+
+bool takesTextFunction(const Nan::FunctionCallbackInfo<v8::Value>& info) {
+  if (info.Length() == 2 && info[0]->IsString() && info[1]->IsFunction()) return true;
+  Nan::ThrowTypeError("string and function expected");
+  return false;
+}
+
+/// For calls that begin and end within a call from JavaScript. One for all: making one a call is
+/// several times as dear as the call.
+Nan::AsyncResource* syncResource;
+
+NAN_METHOD(sync) {
+  if (!takesNumberTextFunction(info)) return;
+  [[maybe_unused]] const int number = Nan::To<int32_t>(info[0]).FromJust();
+  const std::string text = toStd(info[1]);
+  const Nan::Callback callback(info[2].As<v8::Function>());
+  v8::Local<v8::Value> argv[] = {Nan::New(0), toV8(text)};
+  callback.Call(2, argv, syncResource);
+}
+
+void set(const v8::Local<v8::Object>& object, const char* key, const v8::Local<v8::Value>& value) {
+  Nan::Set(object, Nan::New(key).ToLocalChecked(), value).Check();
+}
+
+v8::Local<v8::Value> makeError(int number, const std::string& text, const char* function,
+                               int line) {
+  v8::Local<v8::Object> details = Nan::New<v8::Object>();
+  set(details, "exceptionClass", toV8("std::runtime_error"));
+  set(details, "file", toV8(__FILE__));
+  set(details, "line", Nan::New(line));
+  set(details, "function", toV8(function));
+  set(details, "callstack", Nan::New<v8::Array>());
+  const std::string message = bench::failureMessage(number, text);
+  v8::Local<v8::Object> error = Nan::Error(toV8(message)).As<v8::Object>();
+  set(error, "code", toV8(bench::failureCode));
+  set(error, "details", details);
+  return error;
+}
+
+NAN_METHOD(fail) {
+  if (!takesNumberTextFunction(info)) return;
+  const int number = Nan::To<int32_t>(info[0]).FromJust();
+  const Nan::Callback callback(info[2].As<v8::Function>());
+  Nan::ThrowError(makeError(number, toStd(info[1]), __func__, __LINE__));
+}
+
+class EchoWorker : public Nan::AsyncWorker {
+ public:
+  EchoWorker(Nan::Callback* callback, std::string text)
+      : AsyncWorker(callback), text_(std::move(text)) {}
+
+  void Execute() override {}
+
+ protected:
+  void HandleOKCallback() override {
+    Nan::HandleScope scope;
+    v8::Local<v8::Value> argv[] = {Nan::New(0), toV8(text_)};
+    callback->Call(2, argv, async_resource);
+  }
+
+ private:
+  std::string text_;
+};
+
+class ThrowingWorker : public Nan::AsyncWorker {
+ public:
+  ThrowingWorker(Nan::Callback* callback, std::string text)
+      : AsyncWorker(callback), text_(std::move(text)) {}
+
+  void Execute() override {
+    try {
+      throw std::runtime_error(bench::workMessage(text_));
+    } catch (const std::exception& e) {
+      SetErrorMessage(e.what());
+    }
+  }
+
+ private:
+  std::string text_;
+};
+
+template <typename Worker>
+NAN_METHOD(start) {
+  if (!takesTextFunction(info)) return;
+  auto* callback = new Nan::Callback(info[1].As<v8::Function>());
+  Nan::AsyncQueueWorker(new Worker(callback, toStd(info[0])));
+}
+
+class ProgressWorker : public Nan::AsyncProgressQueueWorker<char> {
+ public:
+  ProgressWorker(Nan::Callback* callback, bench::Feed feed)
+      : AsyncProgressQueueWorker(callback), feed_(feed) {}
+
+  void Execute(const ExecutionProgress& progress) override {
+    feed_.run([&](const std::string& text) { progress.Send(text.data(), text.size()); });
+  }
+
+  void HandleProgressCallback(const char* data, size_t size) override {
+    Nan::HandleScope scope;
+    v8::Local<v8::Value> argv[] = {Nan::New(0),
+                                   Nan::New(data, static_cast<int>(size)).ToLocalChecked()};
+    callback->Call(2, argv, async_resource);
+  }
+
+ private:
+  bench::Feed feed_;
+};
+
+NAN_METHOD(progress) {
+  if (info.Length() != 3 || !info[0]->IsNumber() || !info[1]->IsNumber() ||
+      !info[2]->IsFunction()) {
+    return Nan::ThrowTypeError("two numbers and a function expected");
+  }
+  const bench::Feed feed{Nan::To<int32_t>(info[0]).FromJust(),
+                         Nan::To<int32_t>(info[1]).FromJust()};
+  Nan::AsyncQueueWorker(new ProgressWorker(new Nan::Callback(info[2].As<v8::Function>()), feed));
+}
+
+NAN_MODULE_INIT(init) {
+  syncResource = new Nan::AsyncResource("bench");
+  Nan::Export(target, "sync", sync);
+  Nan::Export(target, "fail", fail);
+  Nan::Export(target, "job", start<EchoWorker>);
+  Nan::Export(target, "throwing", start<ThrowingWorker>);
+  Nan::Export(target, "progress", progress);
+}
+
+}  // namespace
+
+NODE_MODULE(bench_nan, init)

@@ -1,0 +1,237 @@
+#include <node.h>
+#include <uv.h>
+
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "work.h"
+
+// Written by hand against V8 and libuv: the practical limit. Every check and every conversion that
+// the others make is here too.
+
+namespace {
+
+using Info = v8::FunctionCallbackInfo<v8::Value>;
+
+/// As long in UTF-8 as in characters means ASCII, which need not be encoded.
+std::string toStd(v8::Isolate* isolate, v8::Local<v8::String> value) {
+#if V8_MAJOR_VERSION >= 13
+  std::string text(value->Utf8LengthV2(isolate), '\0');
+  if (text.size() == static_cast<std::size_t>(value->Length())) {
+    value->WriteOneByteV2(isolate, 0, value->Length(), reinterpret_cast<uint8_t*>(text.data()));
+  } else {
+    value->WriteUtf8V2(isolate, text.data(), text.size());
+  }
+#else
+  std::string text(value->Utf8Length(isolate), '\0');
+  const int options = v8::String::NO_NULL_TERMINATION;
+  if (text.size() == static_cast<std::size_t>(value->Length())) {
+    value->WriteOneByte(isolate, reinterpret_cast<uint8_t*>(text.data()), 0, -1, options);
+  } else {
+    value->WriteUtf8(isolate, text.data(), -1, nullptr, options);
+  }
+#endif
+  return text;
+}
+
+v8::Local<v8::String> toV8(v8::Isolate* isolate, const std::string& text) {
+  return v8::String::NewFromUtf8(isolate, text.data(), v8::NewStringType::kNormal,
+                                 static_cast<int>(text.size()))
+      .ToLocalChecked();
+}
+
+void throwTypeError(v8::Isolate* isolate, const char* message) {
+  isolate->ThrowException(v8::Exception::TypeError(toV8(isolate, message)));
+}
+
+void call(v8::Isolate* isolate, v8::Local<v8::Function> function, int argc,
+          v8::Local<v8::Value>* argv) {
+  const v8::Local<v8::Object> receiver = isolate->GetCurrentContext()->Global();
+  (void)node::MakeCallback(isolate, receiver, function, argc, argv, {0, 0});
+}
+
+void reply(v8::Isolate* isolate, v8::Local<v8::Function> function, const std::string& text) {
+  v8::Local<v8::Value> argv[] = {v8::Integer::New(isolate, 0), toV8(isolate, text)};
+  call(isolate, function, 2, argv);
+}
+
+int toInt(const Info& info, int index) {
+  return info[index]->Int32Value(info.GetIsolate()->GetCurrentContext()).FromJust();
+}
+
+bool takesNumberTextFunction(const Info& info) {
+  if (info.Length() == 3 && info[0]->IsNumber() && info[1]->IsString() && info[2]->IsFunction()) {
+    return true;
+  }
+  throwTypeError(info.GetIsolate(), "number, string and function expected");
+  return false;
+}
+
+void sync(const Info& info) {
+  if (!takesNumberTextFunction(info)) return;
+  v8::Isolate* isolate = info.GetIsolate();
+  [[maybe_unused]] const int number = toInt(info, 0);
+  const std::string text = toStd(isolate, info[1].As<v8::String>());
+  reply(isolate, info[2].As<v8::Function>(), text);
+}
+
+template <int N>
+void set(v8::Isolate* isolate, v8::Local<v8::Object> object, const char (&key)[N],
+         v8::Local<v8::Value> value) {
+  const auto name = v8::String::NewFromUtf8Literal(isolate, key, v8::NewStringType::kInternalized);
+  object->Set(isolate->GetCurrentContext(), name, value).Check();
+}
+
+v8::Local<v8::Value> makeError(v8::Isolate* isolate, int number, const std::string& text,
+                               const char* function, int line) {
+  const v8::Local<v8::Object> details = v8::Object::New(isolate);
+  set(isolate, details, "exceptionClass", toV8(isolate, "std::runtime_error"));
+  set(isolate, details, "file", toV8(isolate, __FILE__));
+  set(isolate, details, "line", v8::Integer::New(isolate, line));
+  set(isolate, details, "function", toV8(isolate, function));
+  set(isolate, details, "callstack", v8::Array::New(isolate));
+  const auto message = toV8(isolate, bench::failureMessage(number, text));
+  const auto error = v8::Exception::Error(message).As<v8::Object>();
+  set(isolate, error, "code", toV8(isolate, bench::failureCode));
+  set(isolate, error, "details", details);
+  return error;
+}
+
+void fail(const Info& info) {
+  if (!takesNumberTextFunction(info)) return;
+  v8::Isolate* isolate = info.GetIsolate();
+  const std::string text = toStd(isolate, info[1].As<v8::String>());
+  isolate->ThrowException(makeError(isolate, toInt(info, 0), text, __func__, __LINE__));
+}
+
+/// What a job takes from its start to its reply.
+struct Job {
+  Job(v8::Isolate* jobIsolate, v8::Local<v8::Value> function)
+      : isolate(jobIsolate), callback(jobIsolate, function.As<v8::Function>()) {
+    work.data = this;
+  }
+
+  void start(uv_work_cb begin, uv_after_work_cb after) {
+    uv_queue_work(node::GetCurrentEventLoop(isolate), &work, begin, after);
+  }
+
+  v8::Isolate* isolate;
+  v8::Global<v8::Function> callback;
+  uv_work_t work;
+};
+
+struct TextJob : Job {
+  TextJob(v8::Isolate* jobIsolate, v8::Local<v8::Value> function, std::string jobText)
+      : Job(jobIsolate, function), text(std::move(jobText)) {}
+
+  std::string text;
+  std::string error;
+};
+
+void echo(uv_work_t*) {}
+
+void afterEcho(uv_work_t* work, int) {
+  TextJob* job = static_cast<TextJob*>(work->data);
+  const v8::HandleScope scope(job->isolate);
+  reply(job->isolate, job->callback.Get(job->isolate), job->text);
+  delete job;
+}
+
+void throwAndCatch(uv_work_t* work) {
+  TextJob* job = static_cast<TextJob*>(work->data);
+  try {
+    throw std::runtime_error(bench::workMessage(job->text));
+  } catch (const std::exception& e) {
+    job->error = e.what();
+  }
+}
+
+void afterThrow(uv_work_t* work, int) {
+  TextJob* job = static_cast<TextJob*>(work->data);
+  const v8::HandleScope scope(job->isolate);
+  v8::Local<v8::Value> argv[] = {v8::Exception::Error(toV8(job->isolate, job->error))};
+  call(job->isolate, job->callback.Get(job->isolate), 1, argv);
+  delete job;
+}
+
+template <uv_work_cb begin, uv_after_work_cb after>
+void start(const Info& info) {
+  v8::Isolate* isolate = info.GetIsolate();
+  if (info.Length() != 2 || !info[0]->IsString() || !info[1]->IsFunction()) {
+    return throwTypeError(isolate, "string and function expected");
+  }
+  auto* job = new TextJob(isolate, info[1], toStd(isolate, info[0].As<v8::String>()));
+  job->start(begin, after);
+}
+
+/// Posts texts to the JavaScript thread, which takes all that there are at once.
+struct ProgressJob : Job {
+  ProgressJob(v8::Isolate* jobIsolate, v8::Local<v8::Value> function, bench::Feed jobFeed)
+      : Job(jobIsolate, function), feed(jobFeed) {
+    async.data = this;
+    uv_async_init(node::GetCurrentEventLoop(jobIsolate), &async,
+                  [](uv_async_t* handle) { static_cast<ProgressJob*>(handle->data)->deliver(); });
+  }
+
+  void post(std::string text) {
+    const std::lock_guard<std::mutex> guard(lock);
+    if (pending.empty()) uv_async_send(&async);
+    pending.push_back(std::move(text));
+  }
+
+  void deliver() {
+    std::vector<std::string> texts;
+    {
+      const std::lock_guard<std::mutex> guard(lock);
+      texts.swap(pending);
+    }
+    for (const std::string& text : texts) {
+      const v8::HandleScope scope(isolate);
+      reply(isolate, callback.Get(isolate), text);
+    }
+  }
+
+  bench::Feed feed;
+  uv_async_t async;
+  std::mutex lock;
+  std::vector<std::string> pending;
+};
+
+void runFeed(uv_work_t* work) {
+  ProgressJob* job = static_cast<ProgressJob*>(work->data);
+  job->feed.run([job](std::string text) { job->post(std::move(text)); });
+}
+
+void afterFeed(uv_work_t* work, int) {
+  ProgressJob* job = static_cast<ProgressJob*>(work->data);
+  const v8::HandleScope scope(job->isolate);
+  job->deliver();
+  call(job->isolate, job->callback.Get(job->isolate), 0, nullptr);
+  uv_close(reinterpret_cast<uv_handle_t*>(&job->async),
+           [](uv_handle_t* handle) { delete static_cast<ProgressJob*>(handle->data); });
+}
+
+void progress(const Info& info) {
+  v8::Isolate* isolate = info.GetIsolate();
+  if (info.Length() != 3 || !info[0]->IsNumber() || !info[1]->IsNumber() ||
+      !info[2]->IsFunction()) {
+    return throwTypeError(isolate, "two numbers and a function expected");
+  }
+  const bench::Feed feed{toInt(info, 0), toInt(info, 1)};
+  (new ProgressJob(isolate, info[2], feed))->start(runFeed, afterFeed);
+}
+
+void init(v8::Local<v8::Object> exports) {
+  NODE_SET_METHOD(exports, "sync", sync);
+  NODE_SET_METHOD(exports, "fail", fail);
+  NODE_SET_METHOD(exports, "job", start<echo, afterEcho>);
+  NODE_SET_METHOD(exports, "throwing", start<throwAndCatch, afterThrow>);
+  NODE_SET_METHOD(exports, "progress", progress);
+}
+
+}  // namespace
+
+NODE_MODULE(bench_raw, init)

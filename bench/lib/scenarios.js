@@ -1,0 +1,139 @@
+'use strict';
+
+// The scenarios. Each returns rows: what was measured, its unit, the figures of each contender and
+// the goals: ratios to another contender's median ('peer': the better of nan and napi), or a limit
+// in the unit of the row.
+
+const { execFileSync } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const { names, secondNapi } = require('./contenders');
+const { mapValues, interleave, inChild } = require('./rounds');
+const tasks = require('./tasks');
+
+const onNewest = Number(process.versions.node.split('.')[0]) >= 26;
+const buildFolder = path.join(__dirname, '../build');
+const mebibyte = 1024 * 1024;
+const eightBytes = '12345678';
+
+/**
+ * The speed of a shared machine, and how long a sleeping thread takes to wake, change from second to
+ * second and by more than the contenders differ: many short rounds even that out.
+ */
+const shortRounds = (rounds) => 5 * rounds;
+
+const goal = (to, most) => ({ to, most });
+const row = (what, unit, figures, ...goals) => ({ what, unit, figures, goals });
+const inUnits = (figures, size) =>
+  mapValues(figures, (summary) => mapValues(summary, (value) => value / size));
+
+const sample = (contenders, rounds, task, options) =>
+  interleave(names, shortRounds(rounds), (name) => tasks[task](contenders[name], options));
+
+async function s1({ contenders, rounds }) {
+  const othersGoals = onNewest ? [goal('peer', 1.15)] : [];
+  const texts = [
+    ['8 bytes', eightBytes, goal('raw', 1.7), goal('peer', onNewest ? 1.0 : 1.3)],
+    ['1 KiB', 'The quick brown fox jumps over. '.repeat(32), ...othersGoals],
+    ['non-ASCII', 'Žluťoučký kůň, добрый день, 日本語 ✓', ...othersGoals],
+  ];
+  const rows = [];
+  for (const [what, text, ...goals] of texts) {
+    const { wall } = await sample(contenders, rounds, 'sync', { text, count: 20000 });
+    rows.push(row(what, 'ns', wall, ...goals));
+  }
+  return rows;
+}
+
+async function s2({ contenders, rounds }) {
+  const { wall } = await sample(contenders, rounds, 'fail', { text: eightBytes, count: 1000 });
+  return [row('failing call', 'ns', wall, goal('raw', 2.0), goal('napi', 1.4))];
+}
+
+async function s3({ contenders, rounds, scale }) {
+  const rows = [];
+  const poolOfOne = { UV_THREADPOOL_SIZE: '1' };
+  for (const width of [1, 64, 1024]) {
+    const goals = width > 1 ? [goal('raw', 1.8), goal('nan', 0.95), goal('napi', 0.75)] : [];
+    const options = { text: eightBytes, width, count: width > 1 ? 8000 : 2000 };
+    const work = { names, rounds: shortRounds(rounds), task: 'jobs', options };
+    const inPools = [
+      ['', await sample(contenders, rounds, 'jobs', options)],
+      [', pool of 1', inChild(work, poolOfOne)],
+    ];
+    for (const [pool, { wall, cpu }] of inPools) {
+      rows.push(row(`${width} in flight${pool}: time`, 'ns', wall, ...goals));
+      rows.push(row(`${width} in flight${pool}: processor`, 'ns', cpu, ...goals));
+    }
+  }
+  const options = { text: eightBytes, width: 1024, count: 40000 * scale };
+  const { growth } = await interleave(names, rounds, (name) =>
+    inChild({ names: [name], task: 'jobsWithGrowth', options }, poolOfOne),
+  );
+  const objects = (1024 * contenders.zax.jobBytes) / mebibyte;
+  const what = `1024 in flight: growth (zax's objects alone: ${objects.toFixed(2)})`;
+  rows.push(row(what, 'MiB', inUnits(growth, mebibyte), { limit: objects + 1 }));
+  return rows;
+}
+
+async function s4({ contenders, rounds, scale }) {
+  const contestants = [...names, secondNapi];
+  const options = { count: 1000000 * scale };
+  const { wall, cpu, growth } = await interleave(contestants, rounds, (name) =>
+    inChild({ names: [name], task: 'progressWithGrowth', options }),
+  );
+  const latency = (often, count) =>
+    interleave(contestants, often, (name) => tasks.latency(contenders[name], { count }));
+  const { p50 } = await latency(15 * rounds, 20);
+  const { p99 } = await latency(2 * rounds, 100);
+  const better = ({ [secondNapi]: second, ...first }) =>
+    second.median < first.napi.median ? { ...first, napi: second } : first;
+  return [
+    row('text: time', 'ns', better(wall), goal('peer', 1.0)),
+    row('text: processor', 'ns', better(cpu), goal('peer', 1.0)),
+    row('growth', 'MiB', inUnits(better(growth), mebibyte), { limit: 5 }),
+    row('latency, p50', 'µs', inUnits(better(p50), 1000), goal('peer', 1.2)),
+    row('latency, p99', 'µs', inUnits(better(p99), 1000)),
+  ];
+}
+
+async function s5({ contenders, rounds }) {
+  const options = { text: eightBytes, width: 64, count: 4000 };
+  const { wall, cpu } = await sample(contenders, rounds, 'throwing', options);
+  return [
+    row('throwing job: time', 'ns', wall),
+    row('throwing job: processor', 'ns', cpu, goal('nan', 3)),
+  ];
+}
+
+/** Compiles a contender's minimal add-on as the build did, and tells how long it took. */
+function compile(name) {
+  const objects = path.join(buildFolder, 'Release/.deps/Release/obj.target');
+  const record = path.join(objects, `minimal_${name}/minimal/${name}.o.d`);
+  const [, command] = /:= (.*)/.exec(fs.readFileSync(record, 'utf8'));
+  const quiet = command.replace(/-MMD -MF \S+/, '').replace(/-o \S+/, '-o /dev/null');
+  const begin = performance.now();
+  execFileSync('sh', ['-c', quiet], { cwd: buildFolder });
+  return { seconds: (performance.now() - begin) / 1000 };
+}
+
+function strippedSize(name) {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'bench-'));
+  const stripped = path.join(folder, 'stripped');
+  execFileSync('strip', ['-o', stripped, path.join(buildFolder, `Release/minimal_${name}.node`)]);
+  const size = fs.statSync(stripped).size / 1024;
+  fs.rmSync(folder, { recursive: true });
+  return { size };
+}
+
+async function s6({ rounds, quick }) {
+  const { size } = await interleave(names, 1, strippedSize);
+  const rows = [row('minimal add-on: stripped', 'KiB', size, goal('napi', 3))];
+  if (quick) return rows;
+  const { seconds } = await interleave(names, rounds, compile);
+  return [row('minimal add-on: compilation', 's', seconds, goal('nan', 2)), ...rows];
+}
+
+module.exports = { S1: s1, S2: s2, S3: s3, S4: s4, S5: s5, S6: s6 };
