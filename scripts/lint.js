@@ -10,8 +10,9 @@ const write = process.argv.includes('--write');
 ensureModules();
 ensurePackages('compiler', 'clang', 'clangFormat', 'clangTidy');
 
-const biome = require.resolve('@biomejs/biome/bin/biome', { paths: [root] });
-run(process.execPath, [biome, 'check', '--error-on-warnings', ...(write ? ['--write'] : []), '.']);
+const tool = (file) => require.resolve(file, { paths: [root] });
+run(process.execPath, [tool('prettier/bin/prettier.cjs'), write ? '--write' : '--check', '.']);
+run(process.execPath, [path.join(path.dirname(tool('eslint/package.json')), 'bin/eslint.js'), '.']);
 
 const folders = ['libzaxbase', 'echo', 'test', 'examples', 'bench'];
 const native = folders.flatMap((folder) => filesIn(folder, /\.(cpp|h)$/));

@@ -22,7 +22,7 @@ const replyOf = (fn, ...args) => repliesOf(fn, ...args)[0][1];
 async function repliesOfJob({ begin = [], after = ['reply'], unknownCode = '' }) {
   const replies = [];
   bridge.job('', begin, after, unknownCode, (...reply) => replies.push(reply));
-  for (const end = Date.now() + 10_000; replyOf(bridge.live)[0] > 0; ) {
+  for (const end = Date.now() + 10_000; replyOf(bridge.live)[0] > 0;) {
     if (Date.now() > end) throw new Error('the job never ends');
     await new Promise(setImmediate);
   }
