@@ -74,10 +74,10 @@ unsigned long MessageBuffer::push(const char* key, const char* value, ValueType 
 }
 
 template <typename Number>
-unsigned long MessageBuffer::pushNumber(const char* key, const char* spec, Number value,
+unsigned long MessageBuffer::pushNumber(const char* key, const char* form, Number value,
                                         ValueType type) noexcept {
   char text[64];
-  std::snprintf(text, sizeof(text), spec, value);
+  std::snprintf(text, sizeof(text), form, value);
   return push(key, text, type);
 }
 

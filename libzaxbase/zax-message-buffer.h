@@ -109,7 +109,7 @@ class MessageBuffer {
   const char* store(const char* text) noexcept;
 
   template <typename Number>
-  unsigned long pushNumber(const char* key, const char* spec, Number value,
+  unsigned long pushNumber(const char* key, const char* form, Number value,
                            ValueType type) noexcept;
 };
 

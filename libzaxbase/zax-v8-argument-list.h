@@ -36,9 +36,13 @@ struct ParsedBy {
   static void convert(T& out, const v8::Local<v8::Value>& value) { parse(out, value); }
 };
 
+using StringList = std::list<std::string>;
+using StringSet = std::set<std::string>;
 using StringPairs = std::list<std::pair<std::string, std::string>>;
 using StringMap = std::map<std::string, std::string>;
 using IntStringMap = std::map<int, std::string>;
+using UIntVector = std::vector<unsigned int>;
+using IntVector = std::vector<int>;
 
 // clang-format off
 template <> struct ArgumentConverter<std::string> : ParsedBy<std::string, parseString> {};
@@ -48,10 +52,10 @@ template <> struct ArgumentConverter<long> : ParsedBy<long, parseInt> {};
 template <> struct ArgumentConverter<bool> : ParsedBy<bool, parseBoolean> {};
 template <> struct ArgumentConverter<boolean_t> : ParsedBy<boolean_t, parseBoolean> {};
 template <> struct ArgumentConverter<Callback> : ParsedBy<Callback, parseCallback> {};
-template <> struct ArgumentConverter<std::list<std::string>> : ParsedBy<std::list<std::string>, parseStringList> {};
-template <> struct ArgumentConverter<std::set<std::string>> : ParsedBy<std::set<std::string>, parseStringSet> {};
-template <> struct ArgumentConverter<std::vector<unsigned int>> : ParsedBy<std::vector<unsigned int>, parseIntVector> {};
-template <> struct ArgumentConverter<std::vector<int>> : ParsedBy<std::vector<int>, parseIntVector> {};
+template <> struct ArgumentConverter<StringList> : ParsedBy<StringList, parseStringList> {};
+template <> struct ArgumentConverter<StringSet> : ParsedBy<StringSet, parseStringSet> {};
+template <> struct ArgumentConverter<UIntVector> : ParsedBy<UIntVector, parseIntVector> {};
+template <> struct ArgumentConverter<IntVector> : ParsedBy<IntVector, parseIntVector> {};
 template <> struct ArgumentConverter<StringPairs> : ParsedBy<StringPairs, parseStringPairs> {};
 template <> struct ArgumentConverter<StringMap> : ParsedBy<StringMap, parseStringStringMap> {};
 template <> struct ArgumentConverter<IntStringMap> : ParsedBy<IntStringMap, parseIntStringMap> {};

@@ -1,7 +1,7 @@
 'use strict';
 
-// Builds and tests a copy of the repository on other Node lines, the slow tests too: `node scripts/matrix.js 22 24 26`.
-// Node and its headers come from npm, into `.cache`.
+// Builds and tests a copy of the repository on other Node lines, the slow tests too:
+// `node scripts/matrix.js 22 24 26`. Node and its headers come from npm, into `.cache`.
 
 const fs = require('node:fs');
 const path = require('node:path');

@@ -90,9 +90,10 @@ function nodeFolder() {
 function build(folder, { env } = {}) {
   ensurePackages('compiler', 'make', 'python');
   const nodeGyp = require.resolve('node-gyp/bin/node-gyp.js', { paths: [root] });
-  const headers = nodeFolder() ? [`--nodedir=${nodeFolder()}`] : [];
-  const args = [nodeGyp, 'configure', 'build', '--jobs=max', '--loglevel=warn', ...headers];
-  const options = { cwd: path.join(root, folder), env: { ...process.env, ...env } };
+  const args = [nodeGyp, 'configure', 'build', '--jobs=max', '--loglevel=warn'];
+  // In the environment, where npm's own setting of the name would stand: it overrides an argument.
+  const headers = nodeFolder() ? { npm_config_nodedir: nodeFolder() } : {};
+  const options = { cwd: path.join(root, folder), env: { ...process.env, ...headers, ...env } };
   const { status, stdout, stderr } = spawnSync(process.execPath, args, {
     ...options,
     encoding: 'utf8',

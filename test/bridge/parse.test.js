@@ -42,26 +42,6 @@ const types = {
   intMap: [isObject, 'Object expected', 'parseIntStringMap', { 1: 'old' }, []],
 };
 
-test('numbers are converted as JavaScript converts them', () => {
-  const numbers = [0, NaN, Infinity, 3.9, 1e300, Number.MIN_VALUE];
-  for (let exponent = 0; exponent <= 70; ++exponent) {
-    numbers.push(...[-1, -0.5, 0, 0.5, 1].map((offset) => 2 ** exponent + offset));
-  }
-  for (const number of numbers.flatMap((positive) => [positive, -positive])) {
-    assert.strictEqual(parse('int', number), number | 0, `int ${number}`);
-    assert.deepStrictEqual(parse('ints', [number]), [number | 0], `ints ${number}`);
-    assert.deepStrictEqual(parse('unsigneds', [number]), [number >>> 0], `unsigneds ${number}`);
-    if (Math.abs(number) < 2 ** 63) {
-      // A native integer knows no minus zero.
-      assert.strictEqual(parse('long', number), Math.trunc(number) + 0, `long ${number}`);
-    }
-    const { value, error } = replyOf(into.unsigned, number, 7);
-    const accepted = Object.is(number, number >>> 0);
-    assert.strictEqual(value, accepted ? number : 0, `unsigned ${number}`);
-    assert.strictEqual(shown(error), accepted ? undefined : bad(types.unsigned[1], 'parseInt'));
-  }
-});
-
 test('accepted values', () => {
   const table = [
     ['string', 'a\0b', 'a'],
