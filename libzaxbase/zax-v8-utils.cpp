@@ -20,23 +20,33 @@ DebugInfo placeIn(const char* function, int line) {
 /// Whether a property was read and is a string; a read that threw gives an empty handle.
 bool isString(const v8::Local<v8::Value>& value) { return !value.IsEmpty() && value->IsString(); }
 
+bool isNumber(const v8::Local<v8::Value>& value) { return !value.IsEmpty() && value->IsNumber(); }
+
 template <typename Key>
 v8::Local<v8::Value> get(const v8::Local<v8::Object>& object, const Key& key) {
   return Nan::Get(object, key).FromMaybe(v8::Local<v8::Value>());
 }
 
-/// Calls add(element) for each string of an array; `undefined` is an array without elements.
-template <typename Add>
-void readStrings(const v8::Local<v8::Value>& value, const char* function, const Add& add) {
+/// Calls add(element) for each element of an array and throws `expected` at the first that is not
+/// accepted; `undefined` is an array without elements.
+template <typename Accept, typename Add>
+void readElements(const v8::Local<v8::Value>& value, const char* function, const char* expected,
+                  const Accept& accept, const Add& add) {
   if (value->IsUndefined()) return;
   if (!value->IsArray()) throw BadArgument(__("Array expected"), placeIn(function, __LINE__));
   const auto array = value.As<v8::Array>();
   const std::uint32_t length = array->Length();
   for (std::uint32_t i = 0; i < length; ++i) {
     const auto element = get(array, i);
-    if (!isString(element)) throw BadArgument(__("String expected"), placeIn(function, __LINE__));
-    add(element.As<v8::String>());
+    if (!accept(element)) throw BadArgument(__(expected), placeIn(function, __LINE__));
+    add(element);
   }
+}
+
+template <typename Add>
+void readStrings(const v8::Local<v8::Value>& value, const char* function, const Add& add) {
+  readElements(value, function, "String expected", isString,
+               [&](const auto& element) { add(element.template As<v8::String>()); });
 }
 
 void convertNumber(int& out, const v8::Local<v8::Value>& number) {
@@ -51,17 +61,8 @@ void convertNumber(unsigned int& out, const v8::Local<v8::Value>& number) {
 template <typename Int>
 void readNumbers(std::vector<Int>& out, const v8::Local<v8::Value>& value, const char* function) {
   out.clear();
-  if (value->IsUndefined()) return;
-  if (!value->IsArray()) throw BadArgument(__("Array expected"), placeIn(function, __LINE__));
-  const auto array = value.As<v8::Array>();
-  const std::uint32_t length = array->Length();
-  for (std::uint32_t i = 0; i < length; ++i) {
-    const auto element = get(array, i);
-    if (element.IsEmpty() || !element->IsNumber()) {
-      throw BadArgument(__("Number expected"), placeIn(function, __LINE__));
-    }
-    convertNumber(out.emplace_back(), element);
-  }
+  readElements(value, function, "Number expected", isNumber,
+               [&](const auto& element) { convertNumber(out.emplace_back(), element); });
 }
 
 /// Calls read(object, name) for each own enumerable property name of an object; `undefined` is an
@@ -197,7 +198,7 @@ void parseIntStringMap(std::map<int, std::string>& out, const v8::Local<v8::Valu
   const char* function = __func__;
   std::string text;
   readProperties(value, function, [&](const auto& object, const auto& name) {
-    if (name.IsEmpty() || !name->IsNumber()) {
+    if (!isNumber(name)) {
       throw BadArgument(__("Number expected"), placeIn(function, __LINE__));
     }
     int key;
