@@ -16,8 +16,6 @@ namespace zax {
 template <std::size_t N>
 class InlineText {
  public:
-  InlineText() noexcept { text_[0] = '\0'; }
-
   /// Stores a text; null stores the empty text. The text may be part of this one.
   void assign(const char* text) noexcept {
     length_ = text ? std::min(std::strlen(text), N - 1) : 0;
@@ -31,7 +29,7 @@ class InlineText {
 
  private:
   std::size_t length_ = 0;
-  char text_[N];  // not zeroed until something is stored: a job has three of these
+  char text_[N] = {};
 };
 
 /// A list of stack frames, the innermost caller first. A plain value for one thread at a time.

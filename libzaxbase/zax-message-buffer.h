@@ -36,8 +36,7 @@ class MessageBuffer {
     ValueType type;
   };
 
-  /// An empty message. The arena stays uninitialised: nobody reads it beyond `used`, and zeroing
-  /// it would be the dearest step of creating a job.
+  /// An empty message. The arena stays uninitialised: nobody reads it beyond `used`.
   MessageBuffer() noexcept {}
 
   /// A message with its format and its values: key1, value1, key2, value2, ...
