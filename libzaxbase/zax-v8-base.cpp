@@ -9,51 +9,68 @@ namespace zax {
 
 namespace {
 
+/// Writes a string whose size is `size`, without a terminator.
+void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes, std::size_t size,
+           [[maybe_unused]] bool replaceSurrogates) {
+  const int length = value->Length();
+  const bool isAscii = size == static_cast<std::size_t>(length);  // No need to encode.
 #if V8_MAJOR_VERSION >= 13
+  using Flags = v8::String::WriteFlags;
+  if (isAscii) {
+    value->WriteOneByteV2(isolate, 0, length, reinterpret_cast<std::uint8_t*>(bytes));
+  } else {
+    value->WriteUtf8V2(isolate, bytes, size,
+                       replaceSurrogates ? Flags::kReplaceInvalidUtf8 : Flags::kNone);
+  }
+#else
+  int options = v8::String::NO_NULL_TERMINATION;
+  if (isAscii) {
+    value->WriteOneByte(isolate, reinterpret_cast<std::uint8_t*>(bytes), 0, length, options);
+  } else {
+    if (replaceSurrogates) options |= v8::String::REPLACE_INVALID_UTF8;
+    value->WriteUtf8(isolate, bytes, static_cast<int>(size), nullptr, options);
+  }
+#endif
+}
 
-std::size_t utf8Length(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
+}  // namespace
+
+std::size_t utf8Size(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
+#if V8_MAJOR_VERSION >= 13
   return value->Utf8LengthV2(isolate);
+#else
+  return static_cast<std::size_t>(value->Utf8Length(isolate));
+#endif
 }
 
 void writeUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
                std::size_t size) {
-  value->WriteUtf8V2(isolate, bytes, size, v8::String::WriteFlags::kNullTerminate);
+  write(isolate, value, bytes, size, true);
 }
-
-void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes) {
-  value->WriteOneByteV2(isolate, 0, value->Length(), reinterpret_cast<std::uint8_t*>(bytes),
-                        v8::String::WriteFlags::kNullTerminate);
-}
-
-#else
-
-std::size_t utf8Length(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
-  return static_cast<std::size_t>(value->Utf8Length(isolate));
-}
-
-void writeUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
-               std::size_t /*size*/) {
-  value->WriteUtf8(isolate, bytes);
-}
-
-void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes) {
-  value->WriteOneByte(isolate, reinterpret_cast<std::uint8_t*>(bytes));
-}
-
-#endif
-
-}  // namespace
 
 void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
-  const std::size_t length = utf8Length(isolate, value);
-  const std::unique_ptr<char[]> bytes(new char[length + 1]);
-  if (length == static_cast<std::size_t>(value->Length())) {
-    writeOneByte(isolate, value, bytes.get());  // All ASCII: no need to encode.
-  } else {
-    writeUtf8(isolate, value, bytes.get(), length + 1);
-  }
+  const std::size_t size = utf8Size(isolate, value);
+  const std::unique_ptr<char[]> bytes(new char[size + 1]);
+  write(isolate, value, bytes.get(), size, false);
+  bytes[size] = '\0';
   out = bytes.get();
+}
+
+v8::Local<v8::Value> wrapPointer(v8::Isolate* isolate, const void* pointer) {
+#if V8_MAJOR_VERSION >= 14
+  return v8::External::New(isolate, const_cast<void*>(pointer), v8::kExternalPointerTypeTagDefault);
+#else
+  return v8::External::New(isolate, const_cast<void*>(pointer));
+#endif
+}
+
+void* unwrapPointer(v8::Local<v8::Value> wrapped) {
+#if V8_MAJOR_VERSION >= 14
+  return wrapped.As<v8::External>()->Value(v8::kExternalPointerTypeTagDefault);
+#else
+  return wrapped.As<v8::External>()->Value();
+#endif
 }
 
 v8::Local<v8::Value> prototypeOf(v8::Local<v8::Object> object) {

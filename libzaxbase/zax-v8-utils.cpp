@@ -9,7 +9,7 @@ namespace zax {
 
 namespace {
 
-using BadArgument = ErrnoGenericException<EBADARG>;
+using WrongType = ErrnoGenericException<EBADARG>;
 using Failed = ErrnoGenericException<EFAILED>;
 
 /// The raising place in a helper that stands in for the function that its caller called.
@@ -33,12 +33,12 @@ template <typename Accept, typename Add>
 void readElements(const v8::Local<v8::Value>& value, const char* function, const char* expected,
                   const Accept& accept, const Add& add) {
   if (value->IsUndefined()) return;
-  if (!value->IsArray()) throw BadArgument(__("Array expected"), placeIn(function, __LINE__));
+  if (!value->IsArray()) throw WrongType(__("Array expected"), placeIn(function, __LINE__));
   const auto array = value.As<v8::Array>();
   const std::uint32_t length = array->Length();
   for (std::uint32_t i = 0; i < length; ++i) {
     const auto element = get(array, i);
-    if (!accept(element)) throw BadArgument(__(expected), placeIn(function, __LINE__));
+    if (!accept(element)) throw WrongType(__(expected), placeIn(function, __LINE__));
     add(element);
   }
 }
@@ -70,7 +70,7 @@ void readNumbers(std::vector<Int>& out, const v8::Local<v8::Value>& value, const
 template <typename Read>
 void readProperties(const v8::Local<v8::Value>& value, const char* function, const Read& read) {
   if (value->IsUndefined()) return;
-  if (!value->IsObject()) throw BadArgument(__("Object expected"), placeIn(function, __LINE__));
+  if (!value->IsObject()) throw WrongType(__("Object expected"), placeIn(function, __LINE__));
   const auto object = value.As<v8::Object>();
   v8::Local<v8::Array> names;
   if (!Nan::GetOwnPropertyNames(object).ToLocal(&names)) throw Failed(placeIn(function, __LINE__));
@@ -84,8 +84,8 @@ void readStringProperty(std::string& out, const v8::Local<v8::Object>& object,
                         const v8::Local<v8::Value>& name, const Key& key, const char* function) {
   const auto value = get(object, name);
   if (!isString(value)) {
-    throw BadArgument(__("Value of %(key)s expected to be String", "key", key),
-                      placeIn(function, __LINE__));
+    throw WrongType(__("Value of %(key)s expected to be String", "key", key),
+                    placeIn(function, __LINE__));
   }
   v8ToStd(out, value.As<v8::String>());
 }
@@ -97,7 +97,7 @@ void readStringProperties(const v8::Local<v8::Value>& value, const char* functio
   std::string text;
   readProperties(value, function, [&](const auto& object, const auto& name) {
     if (!isString(name)) {
-      throw BadArgument(__("Key expected to be String"), placeIn(function, __LINE__));
+      throw WrongType(__("Key expected to be String"), placeIn(function, __LINE__));
     }
     v8ToStd(key, name.template As<v8::String>());
     readStringProperty(text, object, name, key, function);
@@ -110,21 +110,21 @@ void readStringProperties(const v8::Local<v8::Value>& value, const char* functio
 void parseString(std::string& out, const v8::Local<v8::Value>& value) {
   out.clear();
   if (value->IsUndefined()) return;
-  if (!value->IsString()) throw BadArgument(__("String expected"), ZAX_DEBUG_INFO);
+  if (!value->IsString()) throw WrongType(__("String expected"), ZAX_DEBUG_INFO);
   v8ToStd(out, value.As<v8::String>());
 }
 
 void parseInt(long& out, const v8::Local<v8::Value>& value) {
   out = 0;
   if (value->IsUndefined()) return;
-  if (!value->IsNumber()) throw BadArgument(__("Number expected"), ZAX_DEBUG_INFO);
+  if (!value->IsNumber()) throw WrongType(__("Number expected"), ZAX_DEBUG_INFO);
   out = Nan::To<std::int64_t>(value).FromJust();
 }
 
 void parseInt(int& out, const v8::Local<v8::Value>& value) {
   out = 0;
   if (value->IsUndefined()) return;
-  if (!value->IsNumber()) throw BadArgument(__("Number expected"), ZAX_DEBUG_INFO);
+  if (!value->IsNumber()) throw WrongType(__("Number expected"), ZAX_DEBUG_INFO);
   convertNumber(out, value);
 }
 
@@ -132,7 +132,7 @@ void parseInt(unsigned int& out, const v8::Local<v8::Value>& value) {
   out = 0;
   if (value->IsUndefined()) return;
   if (!value->IsUint32()) {
-    throw BadArgument(__("Unsigned 32-bit number expected"), ZAX_DEBUG_INFO);
+    throw WrongType(__("Unsigned 32-bit number expected"), ZAX_DEBUG_INFO);
   }
   convertNumber(out, value);
 }
@@ -140,7 +140,7 @@ void parseInt(unsigned int& out, const v8::Local<v8::Value>& value) {
 void parseBoolean(bool& out, const v8::Local<v8::Value>& value) {
   out = false;
   if (value->IsUndefined()) return;
-  if (!value->IsBoolean()) throw BadArgument(__("Boolean expected"), ZAX_DEBUG_INFO);
+  if (!value->IsBoolean()) throw WrongType(__("Boolean expected"), ZAX_DEBUG_INFO);
   out = value->IsTrue();
 }
 
@@ -151,8 +151,8 @@ void parseBoolean(boolean_t& out, const v8::Local<v8::Value>& value) {
 }
 
 void parseCallback(Callback& out, const v8::Local<v8::Value>& value) {
-  if (value->IsUndefined()) throw BadArgument(__("Function undefined"), ZAX_DEBUG_INFO);
-  if (!value->IsFunction()) throw BadArgument(__("Function expected"), ZAX_DEBUG_INFO);
+  if (value->IsUndefined()) throw WrongType(__("Function undefined"), ZAX_DEBUG_INFO);
+  if (!value->IsFunction()) throw WrongType(__("Function expected"), ZAX_DEBUG_INFO);
   out.reset(value.As<v8::Function>());
 }
 
@@ -199,7 +199,7 @@ void parseIntStringMap(std::map<int, std::string>& out, const v8::Local<v8::Valu
   std::string text;
   readProperties(value, function, [&](const auto& object, const auto& name) {
     if (!isNumber(name)) {
-      throw BadArgument(__("Number expected"), placeIn(function, __LINE__));
+      throw WrongType(__("Number expected"), placeIn(function, __LINE__));
     }
     int key;
     convertNumber(key, name);
@@ -210,7 +210,7 @@ void parseIntStringMap(std::map<int, std::string>& out, const v8::Local<v8::Valu
 
 v8::Local<v8::Value> getChildValue(v8::Local<v8::Value>& object, const std::string& name) {
   Nan::EscapableHandleScope scope;
-  if (!object->IsObject()) throw BadArgument(__("Object expected"), ZAX_DEBUG_INFO);
+  if (!object->IsObject()) throw WrongType(__("Object expected"), ZAX_DEBUG_INFO);
   v8::Local<v8::Object> target;
   if (!Nan::To<v8::Object>(object).ToLocal(&target)) throw Failed(ZAX_DEBUG_INFO);
   v8::Local<v8::String> key;

@@ -1,0 +1,246 @@
+#ifndef ZAX_BACKEND_H
+#define ZAX_BACKEND_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+// The one interface between the plain road and JavaScript: plain functions over opaque pointers,
+// so that nothing that includes it knows V8, and a binary that reaches it through the table alone
+// needs no symbol of V8. Authors use zax::Handle instead.
+//
+// Every function belongs to the JavaScript thread, but for those that say otherwise, and none
+// throws. Where script runs on the way and throws, the function fails (with null, or false) and
+// keeps what was thrown until takeThrown fetches it.
+//
+// Within one major version the table only grows, at its end.
+
+// NOLINTBEGIN(modernize-use-using, modernize-deprecated-headers)
+
+extern "C" {
+
+/// A JavaScript value; lives until the innermost scope that was open when it was made ends.
+typedef struct ZaxValue ZaxValue;
+/// Keeps a value beyond scopes.
+typedef struct ZaxReference ZaxReference;
+/// Keeps the memory of an ArrayBuffer.
+typedef struct ZaxMemory ZaxMemory;
+/// One call of a JavaScript function that is native.
+typedef struct ZaxCall ZaxCall;
+
+enum { ZAX_BACKEND_MAJOR = 1 };
+
+enum ZaxKind {
+  ZaxUndefined,
+  ZaxNull,
+  ZaxBoolean,
+  ZaxNumber,
+  ZaxBigInt,
+  ZaxString,
+  ZaxSymbol,
+  ZaxFunctionKind,
+  ZaxArray,
+  ZaxMap,
+  ZaxDate,
+  ZaxBytes,  ///< an ArrayBuffer, a SharedArrayBuffer or a view of one
+  ZaxObject  ///< any other object
+};
+
+enum ZaxElementType {
+  ZaxNoElement,  ///< no typed array
+  ZaxInt8,
+  ZaxUint8,  ///< a Buffer too
+  ZaxUint8Clamped,
+  ZaxInt16,
+  ZaxUint16,
+  ZaxInt32,
+  ZaxUint32,
+  ZaxFloat32,
+  ZaxFloat64,
+  ZaxBigInt64,
+  ZaxBigUint64
+};
+
+/// How a member of a struct crosses when many structs do.
+enum ZaxColumn { ZaxNumberColumn, ZaxBooleanColumn, ZaxValueColumn };
+
+/// Memory for a scope of values; begins uninitialised.
+struct ZaxScope {
+  void* memory[6];
+};
+
+/// The native side of a JavaScript function; outlives its environment's script.
+struct ZaxFunction {
+  /// Returns the result, or null when it has set it or thrown. `count` is what the caller passed;
+  /// `arguments` has the first `parameters` of them. Must not throw C++ exceptions.
+  ZaxValue* (*invoke)(const struct ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
+                      int count);
+  int parameters;  ///< how many there are at the most
+  int length;      ///< the JavaScript function's `length`
+  const char* name;
+};
+
+/// The members of a struct: constants of static lifetime.
+struct ZaxShape {
+  const char* const* names;
+  const enum ZaxColumn* columns;
+  size_t count;
+};
+
+/// Where many numbers and values wait on their way from or to JavaScript.
+struct ZaxBulk {
+  double* numbers;    ///< memory that script sees too
+  ZaxValue** values;  ///< native memory
+  size_t capacity;    ///< of either
+};
+
+struct ZaxBytesView {
+  size_t size;               ///< bytes
+  enum ZaxElementType type;  ///< of a typed array
+  bool resizable;            ///< whether the size may change while script runs
+  bool detached;             ///< whether the memory has gone elsewhere
+};
+
+struct ZaxFrame {
+  const char* function;
+  const char* file;
+  uint64_t offset;
+  uint64_t address;
+};
+
+/// What an error is made from; texts are UTF-8 and end with a zero byte.
+struct ZaxErrorRecord {
+  const char* code;
+  const char* message;
+  const char* exceptionClass;
+  const char* file;
+  int line;  ///< 0 or below: no line
+  const char* function;
+  const struct ZaxFrame* callstack;
+  size_t callstackSize;
+  int syscode;  ///< below 0: no system error
+  const char* sysdesc;
+  const char* sysmsg;
+};
+
+struct ZaxBackend {
+  int major;
+  size_t size;  ///< of this table, bytes
+
+  // Scopes. A value that `closeScope` is given survives into the scope around.
+  void (*openScope)(struct ZaxScope* scope);
+  ZaxValue* (*closeScope)(struct ZaxScope* scope, ZaxValue* survivor);
+
+  // What a value is, and its native form; a reader returns false where the value is something else.
+  enum ZaxKind (*kind)(ZaxValue* value);
+  bool (*getBoolean)(ZaxValue* value, bool* result);
+  bool (*getNumber)(ZaxValue* value, double* result);
+  /// Takes an integral number up to 2^53 - 1, or a bigint in range.
+  bool (*getInt64)(ZaxValue* value, int64_t* result);
+  bool (*getUint64)(ZaxValue* value, uint64_t* result);
+  /// The size of a string in UTF-8 bytes, without a terminator.
+  bool (*getStringSize)(ZaxValue* value, size_t* bytes);
+  /// Writes a string whose size is `bytes`; a lone surrogate as U+FFFD. No terminator.
+  void (*writeString)(ZaxValue* string, char* target, size_t bytes);
+  /// Milliseconds since 1970; NaN for an invalid Date.
+  bool (*getDate)(ZaxValue* value, double* milliseconds);
+  bool (*getBytes)(ZaxValue* value, struct ZaxBytesView* view);
+  /// Copies the bytes of such a value.
+  void (*copyBytes)(ZaxValue* value, uint8_t* target, size_t size);
+
+  // Making values. makeString returns null when the text is too long for V8.
+  ZaxValue* (*makeUndefined)();
+  ZaxValue* (*makeNull)();
+  ZaxValue* (*makeBoolean)(bool value);
+  ZaxValue* (*makeNumber)(double value);
+  ZaxValue* (*makeBigInt64)(int64_t value);
+  ZaxValue* (*makeBigUint64)(uint64_t value);
+  ZaxValue* (*makeString)(const char* utf8, size_t bytes);
+  ZaxValue* (*makeDate)(double milliseconds);
+  ZaxValue* (*makeArray)(ZaxValue* const* elements, size_t count);
+  ZaxValue* (*makeObject)();
+  ZaxValue* (*makeMap)();
+  /// A Buffer over `data`, which is released by free(data, hint) on any thread; also when it fails.
+  ZaxValue* (*makeBuffer)(uint8_t* data, size_t size, void (*free)(void* data, void* hint),
+                          void* hint);
+  /// A Buffer with a copy of a few bytes.
+  ZaxValue* (*makeSmallBuffer)(const uint8_t* data, size_t size);
+  /// A Buffer, or a typed array, over `size` bytes of memory that came from JavaScript.
+  ZaxValue* (*makeView)(ZaxMemory* memory, const uint8_t* data, size_t size,
+                        enum ZaxElementType type);
+
+  // Memory of an ArrayBuffer, held beyond the call; copies and releases on any thread.
+  ZaxMemory* (*holdMemory)(ZaxValue* bytes, uint8_t** data);
+  void (*releaseMemory)(ZaxMemory* memory);
+  /// New memory of JavaScript's own, zeroed; null when there is none. Any thread.
+  ZaxMemory* (*allocateMemory)(size_t bytes, uint8_t** data);
+
+  // Arrays and objects.
+  size_t (*getLength)(ZaxValue* array);
+  /// Reads `count` elements from index `from` on.
+  bool (*getElements)(ZaxValue* array, size_t from, size_t count, ZaxValue** elements);
+  ZaxValue* (*getProperty)(ZaxValue* object, const char* name, size_t bytes);
+  /// Defines an own property.
+  bool (*setProperty)(ZaxValue* object, ZaxValue* key, ZaxValue* value);
+  /// The own enumerable string-keyed properties as an array: key, value, key, value, ...
+  ZaxValue* (*getEntries)(ZaxValue* object);
+  /// The same for a Map.
+  ZaxValue* (*getMapEntries)(ZaxValue* map);
+  bool (*setMapEntry)(ZaxValue* map, ZaxValue* key, ZaxValue* value);
+
+  // Structs one at a time: a property for each member.
+  bool (*getMembers)(ZaxValue* object, const struct ZaxShape* shape, ZaxValue** values);
+  ZaxValue* (*makeStruct)(const struct ZaxShape* shape, ZaxValue* const* values);
+
+  // Many numbers or structs. openBulk returns null when too many are open; a shape that is null
+  // means plain numbers. A row takes as many numbers and values as the shape has such columns.
+  struct ZaxBulk* (*openBulk)();
+  void (*closeBulk)(struct ZaxBulk* bulk);
+  /// Reads up to `count` rows from the array's index `from` on; stops at the first that does not
+  /// match the columns, and says in `*rows` how many it has read.
+  bool (*readRows)(struct ZaxBulk* bulk, const struct ZaxShape* shape, ZaxValue* array, size_t from,
+                   size_t count, size_t* rows);
+  /// Writes `count` rows to the array at index `from`.
+  bool (*writeRows)(struct ZaxBulk* bulk, const struct ZaxShape* shape, ZaxValue* array,
+                    size_t from, size_t count);
+  /// A new array of a length, for writeRows.
+  ZaxValue* (*makeRows)(size_t length);
+
+  // Calls and functions.
+  ZaxValue* (*call)(ZaxValue* function, ZaxValue* const* arguments, size_t count);
+  void (*returnNumber)(ZaxCall* call, double result);
+  void (*returnBoolean)(ZaxCall* call, bool result);
+  ZaxValue* (*makeFunction)(const struct ZaxFunction* function);
+
+  // References. Released on any thread, also after the end of the environment; read on the thread
+  // that made them, null elsewhere and after the end.
+  ZaxReference* (*makeReference)(ZaxValue* value);
+  ZaxValue* (*getReference)(ZaxReference* reference);
+  void (*releaseReference)(ZaxReference* reference);
+
+  // Errors.
+  /// What script threw, once; null when script is being terminated.
+  ZaxReference* (*takeThrown)();
+  void (*throwReference)(ZaxReference* reference);
+  void (*throwError)(const struct ZaxErrorRecord* record);
+  /// A short text that shows a value to a person, cut to `size` bytes with its terminator.
+  void (*describe)(ZaxValue* value, char* text, size_t size);
+
+  // The environment of this thread.
+  /// Calls destroy(object) when the environment ends, the last first.
+  void (*own)(void* object, void (*destroy)(void* object));
+  /// Defines a property that does not show in an enumeration.
+  bool (*hideProperty)(ZaxValue* object, const char* symbol, ZaxValue* value);
+};
+
+}  // extern "C"
+
+// NOLINTEND(modernize-use-using, modernize-deprecated-headers)
+
+namespace zax {
+
+/// The backend in use; set before the body of the module runs.
+inline const ZaxBackend* backend = nullptr;
+
+}  // namespace zax
+
+#endif

@@ -1,0 +1,113 @@
+#include "zax-bytes.h"
+
+#include <new>
+#include <string>
+
+namespace zax {
+
+namespace {
+
+constexpr std::size_t smallSize = 1024;  // bytes that are copied sooner than handed over
+
+struct Deleter {
+  void operator()(ZaxMemory* memory) const { backend->releaseMemory(memory); }
+};
+
+ZaxBytesView readView(Handle value) {
+  ZaxBytesView view;
+  if (!backend->getBytes(value.get(), &view)) {
+    throw BadArgument("Buffer, ArrayBuffer or view of one", value);
+  }
+  if (view.detached) throw BadArgument("the buffer is detached");
+  return view;
+}
+
+Handle handOver(std::uint8_t* data, std::size_t size, void (*free)(void*, void*), void* hint) {
+  return checked(backend->makeBuffer(data, size, free, hint));
+}
+
+}  // namespace
+
+SharedMemory::SharedMemory(Handle bytes, std::size_t size) : size_(size) {
+  memory_.reset(backend->holdMemory(bytes.get(), &data_), Deleter());
+}
+
+SharedMemory::SharedMemory(std::size_t bytes) : size_(bytes) {
+  ZaxMemory* memory = backend->allocateMemory(bytes, &data_);
+  if (!memory) throw std::bad_alloc();
+  memory_.reset(memory, Deleter());
+}
+
+Handle SharedMemory::view(ZaxElementType type) const {
+  if (!memory_) return SharedMemory(std::size_t(0)).view(type);
+  return checked(backend->makeView(memory_.get(), data_, size_, type));
+}
+
+Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, readView(value).size)); }
+
+Handle Value<OwnedBytes>::to(OwnedBytes&& value) {
+  const auto free = value.data_.get_deleter();
+  const std::size_t size = value.size_;
+  return handOver(
+      value.data_.release(), size,
+      [](void* data, void* hint) { reinterpret_cast<void (*)(void*)>(hint)(data); },
+      reinterpret_cast<void*>(free));
+}
+
+std::vector<std::uint8_t> Value<std::vector<std::uint8_t>>::from(Handle value) {
+  std::vector<std::uint8_t> bytes(readView(value).size);
+  backend->copyBytes(value.get(), bytes.data(), bytes.size());
+  return bytes;
+}
+
+Handle Value<std::vector<std::uint8_t>>::to(const std::vector<std::uint8_t>& value) {
+  if (value.size() > smallSize) return to(std::vector<std::uint8_t>(value));
+  return checked(backend->makeSmallBuffer(value.data(), value.size()));
+}
+
+Handle Value<std::vector<std::uint8_t>>::to(std::vector<std::uint8_t>&& value) {
+  if (value.size() <= smallSize) return to(std::as_const(value));
+  auto* held = new std::vector<std::uint8_t>(std::move(value));
+  return handOver(
+      held->data(), held->size(),
+      [](void*, void* hint) { delete static_cast<std::vector<std::uint8_t>*>(hint); }, held);
+}
+
+SharedMemory readTypedArray(Handle value, ZaxElementType type) {
+  ZaxBytesView view;
+  if (!backend->getBytes(value.get(), &view) || view.type != type) {
+    throw BadArgument(nameOf(type), value);
+  }
+  return SharedMemory(value, readView(value).size);
+}
+
+const char* nameOf(ZaxElementType type) {
+  switch (type) {
+    case ZaxInt8:
+      return "Int8Array";
+    case ZaxUint8:
+      return "Uint8Array";
+    case ZaxUint8Clamped:
+      return "Uint8ClampedArray";
+    case ZaxInt16:
+      return "Int16Array";
+    case ZaxUint16:
+      return "Uint16Array";
+    case ZaxInt32:
+      return "Int32Array";
+    case ZaxUint32:
+      return "Uint32Array";
+    case ZaxFloat32:
+      return "Float32Array";
+    case ZaxFloat64:
+      return "Float64Array";
+    case ZaxBigInt64:
+      return "BigInt64Array";
+    case ZaxBigUint64:
+      return "BigUint64Array";
+    default:
+      return "ArrayBuffer";
+  }
+}
+
+}  // namespace zax

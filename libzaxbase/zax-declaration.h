@@ -1,0 +1,52 @@
+#ifndef ZAX_DECLARATION_H
+#define ZAX_DECLARATION_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zax {
+
+/// Collects the named types that declarations in TypeScript refer to, while it lives on the stack
+/// of the thread that writes them. JavaScript thread only.
+class Declarations {
+ public:
+  /// Writes what follows `export `, with "%" in place of the name.
+  using Write = std::string (*)(const void* type);
+
+  Declarations();
+  ~Declarations();
+  Declarations(const Declarations&) = delete;
+  Declarations& operator=(const Declarations&) = delete;
+
+  /// The name under which a type is declared, from its name in C++; `type` tells it from others.
+  /// With no Declarations alive it is just a name.
+  static std::string refer(const std::string& cppName, const void* type, Write write);
+
+  /// The declarations of all types that were referred to, in the order of the first reference.
+  std::string text() const;
+
+ private:
+  std::string nameFor(const std::string& cppName) const;
+
+  struct Declared {
+    std::string name;
+    std::string text;
+  };
+
+  static thread_local Declarations* current;
+
+  Declarations* outer_;
+  std::map<const void*, std::size_t> places_;
+  std::vector<Declared> types_;
+};
+
+/// Whether `undefined` is among the alternatives of a type in TypeScript.
+bool acceptsUndefined(const std::string& declaration);
+
+/// A comment of documentation with its indentation, or nothing for an empty text.
+std::string documentation(const std::string& text, const std::string& indentation);
+
+}  // namespace zax
+
+#endif

@@ -1,0 +1,177 @@
+#include "zax-function.h"
+
+#include <cxxabi.h>
+
+#include <mutex>
+#include <system_error>
+#include <typeindex>
+#include <typeinfo>
+#include <unordered_map>
+
+#include "zax-debug.h"
+#include "zax-exception-common.h"
+
+namespace zax {
+
+namespace {
+
+/// The name of a type as a person writes it. Demangling takes longer than all else that an error
+/// needs, so names are kept.
+const std::string& nameOf(const std::type_info& type) {
+  static std::mutex mutex;
+  static std::unordered_map<std::type_index, std::string>& names =
+      *new std::unordered_map<std::type_index, std::string>;
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::string& name = names[type];
+  if (name.empty()) cxxDemangle(name, type.name());
+  return name;
+}
+
+/// What an error has where an exception brings no more.
+ZaxErrorRecord recordOf(const char* code, const std::string& message, const std::type_info* type,
+                        const std::string& function) {
+  ZaxErrorRecord record{};
+  record.code = code;
+  record.message = message.c_str();
+  record.exceptionClass = type ? nameOf(*type).c_str() : "unknown";
+  record.file = "native";
+  record.function = function.c_str();
+  record.syscode = -1;
+  return record;
+}
+
+void throwException(const Exception& e, const std::string& function) {
+  const MessageBuffer& buffer = e.message();
+  const std::string message =
+      buffer.overflow ? "Error message buffer overflow" : buffer.substitute();
+  ZaxErrorRecord record = recordOf(e.error().c_str(), message, &typeid(e), function);
+  const DebugInfo& where = e.where();
+  if (where.file) {
+    record.file = where.file;
+    record.line = where.line;
+    record.function = where.function;
+  }
+  std::vector<ZaxFrame> frames;
+  for (const CallStack::Item& item : where.callstack.items()) {
+    frames.push_back({item.function.c_str(), item.file.c_str(), item.offset, item.address});
+  }
+  record.callstack = frames.data();
+  record.callstackSize = frames.size();
+  record.syscode = where.syscode;
+  record.sysdesc = where.sysdesc.c_str();
+  record.sysmsg = where.sysmsg.c_str();
+  backend->throwError(&record);
+}
+
+void throwSystemError(const std::system_error& e, const std::string& function) {
+  const std::error_condition condition = e.code().default_error_condition();
+  const bool isErrno = condition.category() == std::generic_category();
+  const std::string message = e.what();
+  const std::string text = e.code().message();
+  ZaxErrorRecord record =
+      recordOf(stdErrnoToString(isErrno ? condition.value() : -1), message, &typeid(e), function);
+  record.syscode = e.code().value();
+  record.sysdesc = e.code().category().name();
+  record.sysmsg = text.c_str();
+  backend->throwError(&record);
+}
+
+void throwCurrent(const std::string& function, const std::string& what) {
+  try {
+    throw;
+  } catch (const ScriptException& e) {
+    backend->throwReference(e.thrown().get());
+  } catch (ConversionError& e) {
+    e.complete(function.c_str(), what);
+    throwException(e, function);
+  } catch (const Exception& e) {
+    throwException(e, function);
+  } catch (const std::system_error& e) {
+    throwSystemError(e, function);
+  } catch (const std::exception& e) {
+    const std::string message = e.what();
+    const ZaxErrorRecord record = recordOf("EUNKNOWN", message, &typeid(e), function);
+    backend->throwError(&record);
+  } catch (...) {
+    const std::type_info* type = abi::__cxa_current_exception_type();
+    const std::string message =
+        "thrown by C++ and no exception: " + (type ? nameOf(*type) : std::string("unknown"));
+    const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
+    backend->throwError(&record);
+  }
+}
+
+std::string countText(int required, int count) {
+  std::string text = std::to_string(required);
+  if (count > required) text += " to " + std::to_string(count);
+  return text;
+}
+
+[[noreturn]] void refuseCount(const Signature& signature, int got, const std::string& function) {
+  throw BadArgumentNumber(__("Bad argument number: expected %(want)s, but got %(got)s", "want",
+                             countText(signature.required, signature.count), "got", got),
+                          DebugInfo("native", 0, function.c_str(), -1, nullptr, nullptr));
+}
+
+}  // namespace
+
+void throwToScript(const std::string& function, const std::string& what) noexcept {
+  throwCurrent(function, what);
+}
+
+Function::Function(std::string name, std::vector<std::string> names, std::string text,
+                   const Signature& signature, Run run)
+    : ZaxFunction{enter, signature.count, signature.required, nullptr},
+      name_(std::move(name)),
+      names_(std::move(names)),
+      text_(std::move(text)),
+      signature_(signature),
+      run_(run) {
+  ZaxFunction::name = name_.c_str();
+  if (!names_.empty() && names_.size() != static_cast<std::size_t>(signature.count)) {
+    throw ErrnoGenericException<EBADARG>(
+        __("%(function)s has %(count)s parameters, but %(names)s names for them", "function", name_,
+           "count", signature.count, "names", names_.size()),
+        ZAX_DEBUG_INFO);
+  }
+}
+
+ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
+                          int count) {
+  const auto& function = *static_cast<const Function*>(self);
+  Invocation invocation{call, arguments, count};
+  try {
+    const Signature& signature = function.signature_;
+    if (count < signature.required || count > signature.count) {
+      refuseCount(signature, count, function.name_);
+    }
+    return function.run_(function, invocation);
+  } catch (...) {
+    function.fail(invocation);
+    return nullptr;
+  }
+}
+
+void Function::fail(const Invocation& invocation) const noexcept {
+  throwCurrent(name_, describe(invocation.position));
+}
+
+std::string Function::describe(int position) const {
+  if (position == Invocation::working) return "";
+  if (position == Invocation::returning) return "result";
+  std::string text = "argument " + std::to_string(position + 1);
+  if (!names_.empty()) text += " (" + names_[position] + ")";
+  return text;
+}
+
+std::string Function::declaration() const {
+  std::string text = name_ + "(";
+  for (int i = 0; i < signature_.count; ++i) {
+    if (i > 0) text += ", ";
+    text += names_.empty() ? "arg" + std::to_string(i + 1) : names_[i];
+    text += (i >= signature_.required ? "?: " : ": ") + signature_.parameters[i]();
+  }
+  return text + "): " + signature_.result();
+}
+
+}  // namespace zax

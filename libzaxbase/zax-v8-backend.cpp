@@ -1,0 +1,452 @@
+#include "zax-v8-backend.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "zax-v8-base.h"
+#include "zax-v8-bytes.h"
+#include "zax-v8-environment.h"
+
+namespace zax {
+
+namespace {
+
+v8::Local<v8::Context> context() { return currentIsolate()->GetCurrentContext(); }
+
+template <typename T>
+ZaxValue* slotOf(v8::MaybeLocal<T> value) {
+  v8::Local<T> made;
+  return value.ToLocal(&made) ? toSlot(made) : nullptr;
+}
+
+template <typename T>
+v8::Local<T> as(ZaxValue* value) {
+  return toLocal(value).As<T>();
+}
+
+v8::Local<v8::Value>* locals(ZaxValue* const* values) {
+  return const_cast<v8::Local<v8::Value>*>(reinterpret_cast<const v8::Local<v8::Value>*>(values));
+}
+
+// Scopes.
+
+struct ScopeHolder {
+  explicit ScopeHolder(v8::Isolate* isolate) : scope(isolate) {}
+  v8::EscapableHandleScope scope;
+};
+static_assert(sizeof(ScopeHolder) <= sizeof(ZaxScope), "a scope fits into its memory");
+
+void openScope(ZaxScope* scope) { new (scope->memory) ScopeHolder(currentIsolate()); }
+
+ZaxValue* closeScope(ZaxScope* scope, ZaxValue* survivor) {
+  auto* holder = reinterpret_cast<ScopeHolder*>(scope->memory);
+  if (survivor) survivor = toSlot(holder->scope.Escape(toLocal(survivor)));
+  holder->~ScopeHolder();
+  return survivor;
+}
+
+// Reading.
+
+bool isBytes(v8::Local<v8::Value> value) {
+  return value->IsArrayBufferView() || value->IsArrayBuffer() || value->IsSharedArrayBuffer();
+}
+
+ZaxKind kind(ZaxValue* slot) {
+  const v8::Local<v8::Value> value = toLocal(slot);
+  if (value->IsUndefined()) return ZaxUndefined;
+  if (value->IsNull()) return ZaxNull;
+  if (value->IsString()) return ZaxString;
+  if (value->IsNumber()) return ZaxNumber;
+  if (value->IsBoolean()) return ZaxBoolean;
+  if (value->IsBigInt()) return ZaxBigInt;
+  if (value->IsSymbol()) return ZaxSymbol;
+  if (value->IsArray()) return ZaxArray;
+  if (value->IsFunction()) return ZaxFunctionKind;
+  if (value->IsMap()) return ZaxMap;
+  if (value->IsDate()) return ZaxDate;
+  return isBytes(value) ? ZaxBytes : ZaxObject;
+}
+
+bool getBoolean(ZaxValue* value, bool* result) {
+  const v8::Local<v8::Value> local = toLocal(value);
+  *result = local->IsTrue();
+  return *result || local->IsFalse();
+}
+
+bool getNumber(ZaxValue* value, double* result) {
+  const v8::Local<v8::Value> local = toLocal(value);
+  if (!local->IsNumber()) return false;
+  *result = local.As<v8::Number>()->Value();
+  return true;
+}
+
+constexpr double maxSafe = 9007199254740991.0;
+
+bool getInt64(ZaxValue* value, std::int64_t* result) {
+  double number;
+  if (getNumber(value, &number)) {
+    if (!(number >= -maxSafe && number <= maxSafe)) return false;
+    *result = static_cast<std::int64_t>(number);
+    return static_cast<double>(*result) == number;
+  }
+  bool lossless = false;
+  if (toLocal(value)->IsBigInt()) *result = as<v8::BigInt>(value)->Int64Value(&lossless);
+  return lossless;
+}
+
+bool getUint64(ZaxValue* value, std::uint64_t* result) {
+  double number;
+  if (getNumber(value, &number)) {
+    if (!(number >= 0 && number <= maxSafe)) return false;
+    *result = static_cast<std::uint64_t>(number);
+    return static_cast<double>(*result) == number;
+  }
+  bool lossless = false;
+  if (toLocal(value)->IsBigInt()) *result = as<v8::BigInt>(value)->Uint64Value(&lossless);
+  return lossless;
+}
+
+bool getStringSize(ZaxValue* value, std::size_t* bytes) {
+  const v8::Local<v8::Value> local = toLocal(value);
+  if (!local->IsString()) return false;
+  *bytes = utf8Size(currentIsolate(), local.As<v8::String>());
+  return true;
+}
+
+void writeString(ZaxValue* string, char* target, std::size_t bytes) {
+  writeUtf8(currentIsolate(), as<v8::String>(string), target, bytes);
+}
+
+bool getDate(ZaxValue* value, double* milliseconds) {
+  const v8::Local<v8::Value> local = toLocal(value);
+  if (!local->IsDate()) return false;
+  *milliseconds = local.As<v8::Date>()->ValueOf();
+  return true;
+}
+
+// Making.
+
+ZaxValue* makeUndefined() { return toSlot(v8::Undefined(currentIsolate())); }
+ZaxValue* makeNull() { return toSlot(v8::Null(currentIsolate())); }
+ZaxValue* makeBoolean(bool value) { return toSlot(v8::Boolean::New(currentIsolate(), value)); }
+ZaxValue* makeNumber(double value) { return toSlot(v8::Number::New(currentIsolate(), value)); }
+ZaxValue* makeBigInt64(std::int64_t value) {
+  return toSlot(v8::BigInt::New(currentIsolate(), value));
+}
+ZaxValue* makeBigUint64(std::uint64_t value) {
+  return toSlot(v8::BigInt::NewFromUnsigned(currentIsolate(), value));
+}
+
+bool isAscii(const char* text, std::size_t size) {
+  std::uint64_t bits = 0;
+  for (; size >= 8; text += 8, size -= 8) {
+    std::uint64_t word;
+    std::memcpy(&word, text, 8);
+    bits |= word;
+  }
+  for (; size > 0; ++text, --size) bits |= static_cast<std::uint64_t>(*text & 0x80) << 56;
+  return (bits & 0x8080808080808080) == 0;
+}
+
+ZaxValue* makeString(const char* utf8, std::size_t bytes) {
+  if (bytes > static_cast<std::size_t>(v8::String::kMaxLength) * 3) return nullptr;
+  const int size = static_cast<int>(std::min<std::size_t>(bytes, INT32_MAX));
+  if (isAscii(utf8, bytes)) {
+    const auto* oneByte = reinterpret_cast<const std::uint8_t*>(utf8);
+    return slotOf(
+        v8::String::NewFromOneByte(currentIsolate(), oneByte, v8::NewStringType::kNormal, size));
+  }
+  return slotOf(v8::String::NewFromUtf8(currentIsolate(), utf8, v8::NewStringType::kNormal, size));
+}
+
+ZaxValue* makeDate(double milliseconds) {
+  return slotOf(v8::Date::New(context(), std::floor(milliseconds)));
+}
+
+ZaxValue* makeArray(ZaxValue* const* elements, std::size_t count) {
+  return toSlot(v8::Array::New(currentIsolate(), locals(elements), count));
+}
+
+ZaxValue* makeObject() { return toSlot(v8::Object::New(currentIsolate())); }
+ZaxValue* makeMap() { return toSlot(v8::Map::New(currentIsolate())); }
+
+// Arrays and objects.
+
+std::size_t getLength(ZaxValue* array) { return as<v8::Array>(array)->Length(); }
+
+bool getElements(ZaxValue* array, std::size_t from, std::size_t count, ZaxValue** elements) {
+  const ScriptGuard guard(currentIsolate());
+  const v8::Local<v8::Context> here = context();
+  const v8::Local<v8::Object> object = as<v8::Object>(array);
+  for (std::size_t i = 0; i < count; ++i) {
+    elements[i] = slotOf(object->Get(here, static_cast<std::uint32_t>(from + i)));
+    if (!elements[i]) return false;
+  }
+  return true;
+}
+
+ZaxValue* getProperty(ZaxValue* object, const char* name, std::size_t bytes) {
+  const ScriptGuard guard(currentIsolate());
+  return slotOf(as<v8::Object>(object)->Get(context(), toLocal(makeString(name, bytes))));
+}
+
+bool setProperty(ZaxValue* object, ZaxValue* key, ZaxValue* value) {
+  const ScriptGuard guard(currentIsolate());
+  return as<v8::Object>(object)
+      ->CreateDataProperty(context(), as<v8::Name>(key), toLocal(value))
+      .FromMaybe(false);
+}
+
+ZaxValue* getEntries(ZaxValue* value) {
+  const ScriptGuard guard(currentIsolate());
+  const v8::Local<v8::Context> here = context();
+  const v8::Local<v8::Object> object = as<v8::Object>(value);
+  v8::Local<v8::Array> names;
+  if (!object
+           ->GetOwnPropertyNames(
+               here, static_cast<v8::PropertyFilter>(v8::ONLY_ENUMERABLE | v8::SKIP_SYMBOLS),
+               v8::KeyConversionMode::kConvertToString)
+           .ToLocal(&names)) {
+    return nullptr;
+  }
+  std::vector<v8::Local<v8::Value>> entries;
+  for (std::uint32_t i = 0; i < names->Length(); ++i) {
+    v8::Local<v8::Value> name = names->Get(here, i).ToLocalChecked();
+    v8::Local<v8::Value> member;
+    if (!object->Get(here, name).ToLocal(&member)) return nullptr;
+    entries.push_back(name);
+    entries.push_back(member);
+  }
+  return toSlot(v8::Array::New(currentIsolate(), entries.data(), entries.size()));
+}
+
+ZaxValue* getMapEntries(ZaxValue* map) { return toSlot(as<v8::Map>(map)->AsArray()); }
+
+bool setMapEntry(ZaxValue* map, ZaxValue* key, ZaxValue* value) {
+  return !as<v8::Map>(map)->Set(context(), toLocal(key), toLocal(value)).IsEmpty();
+}
+
+bool getMembers(ZaxValue* value, const ZaxShape* shape, ZaxValue** values) {
+  v8::Isolate* here = currentIsolate();
+  const ScriptGuard guard(here);
+  const v8::Local<v8::Object> object = as<v8::Object>(value);
+  const auto& names = Environment::current()->scriptsOf(shape).names(here);
+  for (std::size_t i = 0; i < shape->count; ++i) {
+    values[i] = slotOf(object->Get(here->GetCurrentContext(), names[i].Get(here)));
+    if (!values[i]) return false;
+  }
+  return true;
+}
+
+ZaxValue* makeStruct(const ZaxShape* shape, ZaxValue* const* values) {
+  v8::Isolate* here = currentIsolate();
+  const v8::Local<v8::Context> current = here->GetCurrentContext();
+  const v8::Local<v8::Object> object = v8::Object::New(here);
+  const auto& names = Environment::current()->scriptsOf(shape).names(here);
+  for (std::size_t i = 0; i < shape->count; ++i) {
+    object->CreateDataProperty(current, names[i].Get(here), toLocal(values[i])).Check();
+  }
+  return toSlot(object);
+}
+
+// Many at once.
+
+ZaxBulk* openBulk() { return Environment::current()->bulk().open(currentIsolate()); }
+void closeBulk(ZaxBulk* bulk) { Environment::current()->bulk().close(bulk); }
+
+bool readRows(ZaxBulk* bulk, const ZaxShape* shape, ZaxValue* array, std::size_t from,
+              std::size_t count, std::size_t* rows) {
+  const ScriptGuard guard(currentIsolate());
+  ShapeScripts& scripts = Environment::current()->scriptsOf(shape);
+  return scripts.read(currentIsolate(), *bulk, toLocal(array), from, count, rows);
+}
+
+bool writeRows(ZaxBulk* bulk, const ZaxShape* shape, ZaxValue* array, std::size_t from,
+               std::size_t count) {
+  const ScriptGuard guard(currentIsolate());
+  ShapeScripts& scripts = Environment::current()->scriptsOf(shape);
+  return scripts.write(currentIsolate(), *bulk, toLocal(array), from, count);
+}
+
+ZaxValue* makeRows(std::size_t length) {
+  return toSlot(v8::Array::New(currentIsolate(), static_cast<int>(length)));
+}
+
+// Calls and functions.
+
+ZaxValue* call(ZaxValue* function, ZaxValue* const* arguments, std::size_t count) {
+  const ScriptGuard guard(currentIsolate());
+  return slotOf(as<v8::Function>(function)->Call(context(), v8::Undefined(currentIsolate()),
+                                                 static_cast<int>(count), locals(arguments)));
+}
+
+using Info = v8::FunctionCallbackInfo<v8::Value>;
+
+void returnNumber(ZaxCall* call, double result) {
+  reinterpret_cast<const Info*>(call)->GetReturnValue().Set(result);
+}
+
+void returnBoolean(ZaxCall* call, bool result) {
+  reinterpret_cast<const Info*>(call)->GetReturnValue().Set(result);
+}
+
+/// What V8 calls for every function of the plain road.
+void onCall(const Info& info) {
+  const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
+  constexpr int usual = 8;
+  ZaxValue* few[usual];
+  std::vector<ZaxValue*> many;
+  ZaxValue** arguments = few;
+  const int count = std::min(info.Length(), function->parameters);
+  if (count > usual) {
+    many.resize(count);
+    arguments = many.data();
+  }
+  for (int i = 0; i < count; ++i) arguments[i] = toSlot(info[i]);
+  auto* call = reinterpret_cast<ZaxCall*>(const_cast<Info*>(&info));
+  ZaxValue* result = function->invoke(function, call, arguments, info.Length());
+  if (result) info.GetReturnValue().Set(toLocal(result));
+}
+
+ZaxValue* makeFunction(const ZaxFunction* function) {
+  v8::Local<v8::Function> made;
+  if (!v8::Function::New(context(), onCall, wrapPointer(currentIsolate(), function),
+                         function->length, v8::ConstructorBehavior::kThrow)
+           .ToLocal(&made)) {
+    return nullptr;
+  }
+  made->SetName(as<v8::String>(makeString(function->name, std::strlen(function->name))));
+  return toSlot(made);
+}
+
+// References and errors.
+
+ZaxReference* makeReference(ZaxValue* value) {
+  return Environment::current()->references().make(currentIsolate(), toLocal(value));
+}
+
+ZaxValue* getReference(ZaxReference* reference) {
+  const Environment* here = Environment::current();
+  const bool mine = here && &here->references() == reference->owner.get();
+  return mine ? toSlot(reference->value.Get(currentIsolate())) : nullptr;
+}
+
+void releaseReference(ZaxReference* reference) { References::release(reference); }
+
+ZaxReference* takeThrown() { return Environment::current()->takeThrown(); }
+
+void throwReference(ZaxReference* reference) {
+  ZaxValue* value = reference ? getReference(reference) : nullptr;
+  if (value) currentIsolate()->ThrowException(toLocal(value));
+}
+
+void throwError(const ZaxErrorRecord* record) {
+  v8::Local<v8::Value> error;
+  if (Environment::current()->makeError(*record).ToLocal(&error)) {
+    currentIsolate()->ThrowException(error);
+  }
+}
+
+void describeObject(v8::Local<v8::Value> value, char* text, std::size_t size) {
+  if (value->IsFunction()) return (void)std::snprintf(text, size, "a function");
+  if (value->IsArray()) return (void)std::snprintf(text, size, "an array");
+  const v8::String::Utf8Value name(currentIsolate(), value.As<v8::Object>()->GetConstructorName());
+  const bool plain = !*name || std::strcmp(*name, "Object") == 0;
+  std::snprintf(text, size, plain ? "an object" : "an instance of %.60s", *name);
+}
+
+void describe(ZaxValue* slot, char* text, std::size_t size) {
+  constexpr int shortText = 40;
+  const v8::Local<v8::Value> value = toLocal(slot);
+  if (value->IsObject()) return describeObject(value, text, size);
+  if (value->IsSymbol()) return (void)std::snprintf(text, size, "a symbol");
+  v8::Local<v8::String> string;
+  if (!value->ToString(context()).ToLocal(&string)) string = v8::String::Empty(currentIsolate());
+  if (string->Length() > shortText) {
+    const char* type = value->IsString() ? "string" : "bigint";
+    std::snprintf(text, size, "a %s of %d characters", type, string->Length());
+    return;
+  }
+  const v8::String::Utf8Value utf8(currentIsolate(), string);
+  const char* format = value->IsString() ? "\"%s\"" : value->IsBigInt() ? "%sn" : "%s";
+  std::snprintf(text, size, format, *utf8);
+}
+
+void own(void* object, void (*destroy)(void*)) { Environment::current()->own(object, destroy); }
+
+bool hideProperty(ZaxValue* object, const char* symbol, ZaxValue* value) {
+  const auto name = as<v8::String>(makeString(symbol, std::strlen(symbol)));
+  return as<v8::Object>(object)
+      ->DefineOwnProperty(context(), v8::Symbol::For(currentIsolate(), name), toLocal(value),
+                          v8::DontEnum)
+      .FromMaybe(false);
+}
+
+}  // namespace
+
+const ZaxBackend backendTable = {
+    ZAX_BACKEND_MAJOR,
+    sizeof(ZaxBackend),
+    openScope,
+    closeScope,
+    kind,
+    getBoolean,
+    getNumber,
+    getInt64,
+    getUint64,
+    getStringSize,
+    writeString,
+    getDate,
+    getBytes,
+    copyBytes,
+    makeUndefined,
+    makeNull,
+    makeBoolean,
+    makeNumber,
+    makeBigInt64,
+    makeBigUint64,
+    makeString,
+    makeDate,
+    makeArray,
+    makeObject,
+    makeMap,
+    makeBuffer,
+    makeSmallBuffer,
+    makeView,
+    holdMemory,
+    releaseMemory,
+    allocateMemory,
+    getLength,
+    getElements,
+    getProperty,
+    setProperty,
+    getEntries,
+    getMapEntries,
+    setMapEntry,
+    getMembers,
+    makeStruct,
+    openBulk,
+    closeBulk,
+    readRows,
+    writeRows,
+    makeRows,
+    call,
+    returnNumber,
+    returnBoolean,
+    makeFunction,
+    makeReference,
+    getReference,
+    releaseReference,
+    takeThrown,
+    throwReference,
+    throwError,
+    describe,
+    own,
+    hideProperty,
+};
+
+}  // namespace zax

@@ -1,0 +1,175 @@
+#include "zax-v8-bytes.h"
+
+#include <node_buffer.h>
+#include <v8.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "zax-v8-backend.h"
+#include "zax-v8-environment.h"
+
+struct ZaxMemory {
+  std::shared_ptr<v8::BackingStore> store;
+};
+
+namespace zax {
+
+namespace {
+
+ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
+  if (view->IsUint8Array()) return ZaxUint8;
+  if (view->IsInt8Array()) return ZaxInt8;
+  if (view->IsUint8ClampedArray()) return ZaxUint8Clamped;
+  if (view->IsInt16Array()) return ZaxInt16;
+  if (view->IsUint16Array()) return ZaxUint16;
+  if (view->IsInt32Array()) return ZaxInt32;
+  if (view->IsUint32Array()) return ZaxUint32;
+  if (view->IsFloat32Array()) return ZaxFloat32;
+  if (view->IsFloat64Array()) return ZaxFloat64;
+  if (view->IsBigInt64Array()) return ZaxBigInt64;
+  if (view->IsBigUint64Array()) return ZaxBigUint64;
+  return ZaxNoElement;
+}
+
+/// Where a value's bytes lie; for a view this gives its array a buffer, if it had none.
+std::shared_ptr<v8::BackingStore> storeOf(v8::Local<v8::Value> value, std::size_t* offset) {
+  *offset = 0;
+  if (value->IsSharedArrayBuffer()) return value.As<v8::SharedArrayBuffer>()->GetBackingStore();
+  if (value->IsArrayBuffer()) return value.As<v8::ArrayBuffer>()->GetBackingStore();
+  const auto view = value.As<v8::ArrayBufferView>();
+  *offset = view->ByteOffset();
+  return view->Buffer()->GetBackingStore();
+}
+
+template <typename Buffer>
+v8::Local<v8::Value> newView(v8::Local<Buffer> buffer, std::size_t offset, std::size_t size,
+                             ZaxElementType type) {
+  switch (type) {
+    case ZaxInt8:
+      return v8::Int8Array::New(buffer, offset, size);
+    case ZaxUint8Clamped:
+      return v8::Uint8ClampedArray::New(buffer, offset, size);
+    case ZaxInt16:
+      return v8::Int16Array::New(buffer, offset, size / 2);
+    case ZaxUint16:
+      return v8::Uint16Array::New(buffer, offset, size / 2);
+    case ZaxInt32:
+      return v8::Int32Array::New(buffer, offset, size / 4);
+    case ZaxUint32:
+      return v8::Uint32Array::New(buffer, offset, size / 4);
+    case ZaxFloat32:
+      return v8::Float32Array::New(buffer, offset, size / 4);
+    case ZaxFloat64:
+      return v8::Float64Array::New(buffer, offset, size / 8);
+    case ZaxBigInt64:
+      return v8::BigInt64Array::New(buffer, offset, size / 8);
+    case ZaxBigUint64:
+      return v8::BigUint64Array::New(buffer, offset, size / 8);
+    default:
+      return v8::Uint8Array::New(buffer, offset, size);
+  }
+}
+
+ZaxValue* newBuffer(v8::Local<v8::ArrayBuffer> memory, std::size_t offset, std::size_t size) {
+  v8::Local<v8::Uint8Array> buffer;
+  if (!node::Buffer::New(currentIsolate(), memory, offset, size).ToLocal(&buffer)) return nullptr;
+  return toSlot(buffer);
+}
+
+}  // namespace
+
+bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
+  const v8::Local<v8::Value> value = toLocal(slot);
+  *view = {};
+  if (value->IsArrayBufferView()) {
+    const auto array = value.As<v8::ArrayBufferView>();
+    view->size = array->ByteLength();
+    view->type = elementTypeOfView(value);
+    // A small array without a buffer of its own can be neither detached nor resized.
+    if (!array->HasBuffer()) return true;
+    const auto buffer = array->Buffer();
+    view->resizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+    view->detached = buffer->WasDetached();
+    return true;
+  }
+  if (value->IsArrayBuffer()) {
+    const auto buffer = value.As<v8::ArrayBuffer>();
+    view->size = buffer->ByteLength();
+    view->resizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+    view->detached = buffer->WasDetached();
+    return true;
+  }
+  if (!value->IsSharedArrayBuffer()) return false;
+  const auto store = value.As<v8::SharedArrayBuffer>()->GetBackingStore();
+  view->size = value.As<v8::SharedArrayBuffer>()->ByteLength();
+  view->resizable = store->IsResizableByUserJavaScript();
+  return true;
+}
+
+void copyBytes(ZaxValue* slot, std::uint8_t* target, std::size_t size) {
+  const v8::Local<v8::Value> value = toLocal(slot);
+  if (size == 0) return;
+  if (value->IsArrayBufferView()) {
+    value.As<v8::ArrayBufferView>()->CopyContents(target, size);
+    return;
+  }
+  std::size_t offset;
+  std::memcpy(target, storeOf(value, &offset)->Data(), size);
+}
+
+ZaxMemory* holdMemory(ZaxValue* bytes, std::uint8_t** data) {
+  std::size_t offset;
+  auto store = storeOf(toLocal(bytes), &offset);
+  *data = static_cast<std::uint8_t*>(store->Data()) + offset;
+  return new ZaxMemory{std::move(store)};
+}
+
+void releaseMemory(ZaxMemory* memory) { delete memory; }
+
+// Any thread, so not by V8's allocator, which belongs to an isolate.
+ZaxMemory* allocateMemory(std::size_t bytes, std::uint8_t** data) {
+  *data = static_cast<std::uint8_t*>(std::calloc(bytes ? bytes : 1, 1));
+  if (!*data) return nullptr;
+  return new ZaxMemory{v8::ArrayBuffer::NewBackingStore(
+      *data, bytes, [](void* memory, std::size_t, void*) { std::free(memory); }, nullptr)};
+}
+
+ZaxValue* makeView(ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
+                   ZaxElementType type) {
+  const auto& store = memory->store;
+  const std::size_t offset = data - static_cast<const std::uint8_t*>(store->Data());
+  if (store->IsShared()) {
+    return toSlot(newView(v8::SharedArrayBuffer::New(currentIsolate(), store), offset, size, type));
+  }
+  const auto buffer = v8::ArrayBuffer::New(currentIsolate(), store);
+  if (type == ZaxNoElement) return newBuffer(buffer, offset, size);
+  return toSlot(newView(buffer, offset, size, type));
+}
+
+ZaxValue* makeBuffer(std::uint8_t* data, std::size_t size, void (*free)(void* data, void* hint),
+                     void* hint) {
+  struct Owner {
+    void (*free)(void*, void*);
+    void* hint;
+  };
+  auto store = v8::ArrayBuffer::NewBackingStore(
+      data, size,
+      [](void* memory, std::size_t, void* owner) {
+        const std::unique_ptr<Owner> released(static_cast<Owner*>(owner));
+        released->free(memory, released->hint);
+      },
+      new Owner{free, hint});
+  return newBuffer(v8::ArrayBuffer::New(currentIsolate(), std::move(store)), 0, size);
+}
+
+ZaxValue* makeSmallBuffer(const std::uint8_t* data, std::size_t size) {
+  v8::Local<v8::Object> buffer;
+  if (!Environment::current()->smallBuffer(data, size).ToLocal(&buffer)) return nullptr;
+  return toSlot(buffer);
+}
+
+}  // namespace zax

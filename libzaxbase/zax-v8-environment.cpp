@@ -1,0 +1,204 @@
+#include "zax-v8-environment.h"
+
+#include <dlfcn.h>
+#include <node.h>
+#include <node_buffer.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "zax-v8-backend.h"
+#include "zax-v8-script.h"
+
+extern "C" __attribute__((weak)) bool zax_module(const ZaxBackend* backend, ZaxValue* exports);
+
+namespace zax {
+
+namespace {
+
+v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
+  return v8::String::NewFromUtf8(isolate, utf8 ? utf8 : "").ToLocalChecked();
+}
+
+/// The class of errors of this realm: whoever comes first makes it.
+v8::MaybeLocal<v8::Value> errorClass(v8::Local<v8::Context> context) {
+  v8::Isolate* isolate = v8::Isolate::GetCurrent();
+  const auto symbol = v8::Symbol::For(isolate, toV8(isolate, "zaxbase.ZaxBindingError"));
+  v8::Local<v8::Value> made;
+  if (!context->Global()->Get(context, symbol).ToLocal(&made)) return {};
+  if (made->IsFunction()) return made;
+  if (!runScript(context, errorClassScript).ToLocal(&made)) return {};
+  if (context->Global()->DefineOwnProperty(context, symbol, made, v8::DontEnum).IsNothing()) {
+    return {};
+  }
+  return made;
+}
+
+v8::Local<v8::Value> makeCallStack(v8::Isolate* isolate, const ZaxErrorRecord& record) {
+  const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+  const v8::Local<v8::Array> array = v8::Array::New(isolate);
+  for (std::size_t i = 0; i < record.callstackSize; ++i) {
+    const ZaxFrame& frame = record.callstack[i];
+    const v8::Local<v8::Object> item = v8::Object::New(isolate);
+    const auto set = [&](const char* name, const char* text) {
+      item->Set(context, toV8(isolate, name), toV8(isolate, text)).Check();
+    };
+    const auto setHex = [&](const char* name, std::uint64_t value) {
+      char text[32];
+      std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(value));
+      set(name, text);
+    };
+    set("function", frame.function);
+    set("file", frame.file);
+    setHex("offset", frame.offset);
+    setHex("address", frame.address);
+    array->Set(context, static_cast<std::uint32_t>(i), item).Check();
+  }
+  return array;
+}
+
+v8::Local<v8::Value> makeSystemDetails(v8::Isolate* isolate, const ZaxErrorRecord& record) {
+  const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+  if (record.syscode < 0 && !(record.sysdesc && *record.sysdesc) &&
+      !(record.sysmsg && *record.sysmsg)) {
+    return v8::Undefined(isolate);
+  }
+  const v8::Local<v8::Object> details = v8::Object::New(isolate);
+  const auto set = [&](const char* name, v8::Local<v8::Value> value) {
+    details->Set(context, toV8(isolate, name), value).Check();
+  };
+  if (record.syscode >= 0) set("syscode", v8::Integer::New(isolate, record.syscode));
+  if (record.sysdesc && *record.sysdesc) set("sysdesc", toV8(isolate, record.sysdesc));
+  if (record.sysmsg && *record.sysmsg) set("sysmsg", toV8(isolate, record.sysmsg));
+  return details;
+}
+
+/// Keeps this library in memory: what it handed to JavaScript may outlive the Worker that loaded
+/// it.
+void stayLoaded() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&stayLoaded), &info)) {
+    dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
+}  // namespace
+
+thread_local Environment* Environment::current_ = nullptr;
+
+v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source) {
+  v8::Local<v8::Script> script;
+  const auto text = toV8(v8::Isolate::GetCurrent(), source);
+  if (!v8::Script::Compile(context, text).ToLocal(&script)) return {};
+  return script->Run(context);
+}
+
+Environment::Environment(v8::Local<v8::Context> context)
+    : isolate_(v8::Isolate::GetCurrent()), references_(std::make_shared<References>()) {
+  v8::Local<v8::Value> ofErrors;
+  v8::Local<v8::Value> maker;
+  v8::Local<v8::Value> makeError;
+  if (errorClass(context).ToLocal(&ofErrors) &&
+      runScript(context, makeErrorScript).ToLocal(&maker) &&
+      maker.As<v8::Function>()
+          ->Call(context, v8::Undefined(isolate_), 1, &ofErrors)
+          .ToLocal(&makeError)) {
+    makeError_.Reset(isolate_, makeError.As<v8::Function>());
+  }
+}
+
+Environment::~Environment() {
+  while (!owned_.empty()) {
+    const auto [object, destroy] = owned_.back();
+    owned_.pop_back();
+    destroy(object);
+  }
+  references_->end();
+  current_ = nullptr;
+}
+
+Environment& Environment::enter(v8::Local<v8::Context> context) {
+  if (!current_) {
+    stayLoaded();
+    current_ = new Environment(context);
+    node::AddEnvironmentCleanupHook(
+        current_->isolate_,
+        [](void* environment) { delete static_cast<Environment*>(environment); }, current_);
+  }
+  return *current_;
+}
+
+v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
+  if (makeError_.IsEmpty()) return v8::Exception::Error(toV8(isolate_, record.message));
+  v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
+                                      toV8(isolate_, record.message),
+                                      toV8(isolate_, record.exceptionClass),
+                                      toV8(isolate_, record.file),
+                                      v8::Integer::New(isolate_, record.line),
+                                      toV8(isolate_, record.function),
+                                      makeCallStack(isolate_, record),
+                                      makeSystemDetails(isolate_, record)};
+  return makeError_.Get(isolate_)->Call(isolate_->GetCurrentContext(), v8::Undefined(isolate_), 8,
+                                        arguments);
+}
+
+ZaxReference* Environment::takeThrown() {
+  if (thrown_.IsEmpty()) return nullptr;
+  const v8::HandleScope scope(isolate_);
+  ZaxReference* reference = references_->make(isolate_, thrown_.Get(isolate_));
+  thrown_.Reset();
+  return reference;
+}
+
+ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
+  if (!lastShape_.second || lastShape_.first != shape) {
+    std::unique_ptr<ShapeScripts>& scripts = shapes_[shape];
+    if (!scripts) scripts = std::make_unique<ShapeScripts>(shape);
+    lastShape_ = {shape, scripts.get()};
+  }
+  return *lastShape_.second;
+}
+
+v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, std::size_t size) {
+  if (size > slabSize - slabUsed_) {
+    const auto slab = v8::ArrayBuffer::New(isolate_, slabSize);
+    slabData_ = static_cast<std::uint8_t*>(slab->GetBackingStore()->Data());
+    slabUsed_ = 0;
+    slab_.Reset(isolate_, slab);
+  }
+  const std::size_t offset = slabUsed_;
+  if (size > 0) std::memcpy(slabData_ + offset, data, size);
+  slabUsed_ += (size + 7) & ~std::size_t{7};
+  v8::Local<v8::Uint8Array> buffer;
+  if (!node::Buffer::New(isolate_, slab_.Get(isolate_), offset, size).ToLocal(&buffer)) return {};
+  return buffer;
+}
+
+void ScriptGuard::keep() {
+  if (tryCatch_.HasTerminated()) {
+    tryCatch_.ReThrow();
+  } else {
+    Environment::current()->keepThrown(tryCatch_.Exception());
+  }
+}
+
+namespace {
+
+void load(v8::Local<v8::Object> exports, v8::Local<v8::Value> /*module*/,
+          v8::Local<v8::Context> context, void* /*data*/) {
+  Environment::enter(context);
+  zax_module(&backendTable, toSlot(exports.As<v8::Value>()));
+}
+
+node::node_module moduleRecord = {
+    NODE_MODULE_VERSION, 0, nullptr, __FILE__, nullptr, load, "zax", nullptr, nullptr};
+
+/// Hands an add-on on ZAX_MODULE to Node, which finds it again for each Worker. An add-on that
+/// registers otherwise has no such function.
+__attribute__((constructor)) void registerAddOn() {
+  if (zax_module) node_module_register(&moduleRecord);
+}
+
+}  // namespace
+
+}  // namespace zax

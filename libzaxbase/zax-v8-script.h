@@ -1,0 +1,101 @@
+#ifndef ZAX_V8_SCRIPT_H
+#define ZAX_V8_SCRIPT_H
+
+namespace zax {
+
+// The script side of the plain road. zaxbase/runtime takes the first of these texts from this file,
+// so that there is one class of errors whoever comes first.
+
+/// The value is the class of errors.
+inline constexpr char errorClassScript[] = R"script(
+(() => {
+  /** The raising place and the native call stack, a line each in V8's style. */
+  function nativeFrames(details) {
+    let frames = '';
+    if (details?.function) {
+      const place = details.line > 0 ? `${details.file}:${details.line}` : details.file;
+      frames += `\n    at ${details.function} (${place})`;
+    }
+    for (const frame of details?.callstack ?? []) {
+      frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
+    }
+    return frames;
+  }
+
+  /** The frames of a captured stack, without the lines before them. */
+  function scriptFrames(trace) {
+    const stack = String(trace.stack ?? '');
+    const begin = stack.indexOf('\n    at ');
+    return begin < 0 ? '' : stack.slice(begin);
+  }
+
+  /**
+   * What JavaScript receives when native code fails: an Error with the code and the details of the
+   * native error. Its stack begins with the place in the native code that raised it.
+   */
+  class ZaxBindingError extends Error {
+    #trace = {};
+
+    /** Frames of the stack down to the function `caller` are left out. */
+    constructor(code, message, details, caller = new.target) {
+      const limit = Error.stackTraceLimit;
+      Reflect.set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
+      super(message ?? '');
+      Reflect.set(Error, 'stackTraceLimit', limit);
+      delete this.stack; // It would hide the one of the class.
+      this.code = code;
+      this.details = details;
+      Error.captureStackTrace(this.#trace, caller);
+    }
+
+    /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
+    get stack() {
+      const frames = #trace in this ? scriptFrames(this.#trace) : '';
+      return `${this}${nativeFrames(this.details)}${frames}`;
+    }
+
+    set stack(value) {
+      Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
+    }
+  }
+
+  Object.defineProperty(ZaxBindingError.prototype, 'name', {
+    value: 'ZaxBindingError',
+    writable: true,
+    configurable: true,
+  });
+  return ZaxBindingError;
+})();
+)script";
+
+/// The value is a function of the class of errors, which gives the function that makes an error.
+inline constexpr char makeErrorScript[] = R"script(
+(ZaxBindingError) =>
+  function makeError(code, message, exceptionClass, file, line, fn, callstack, system) {
+    const details = { exceptionClass, file, line, function: fn, callstack };
+    if (system) Object.assign(details, system);
+    return new ZaxBindingError(code, message, details, makeError);
+  };
+)script";
+
+/// Readers and writers of many values are functions with these parameters: an array, the index to
+/// begin with, the index to end before, shared numbers. A reader returns the array of the values
+/// that are no numbers and leaves the index it has come to in the number after the last; a writer
+/// is given the array of values.
+inline constexpr const char* readNumbersBody = R"script(
+  let k = 0;
+  for (let i = from; i < to; ++i) {
+    const value = array[i];
+    if (typeof value !== 'number') break;
+    numbers[k++] = value;
+  }
+  numbers[capacity] = from + k;
+)script";
+
+inline constexpr const char* writeNumbersBody = R"script(
+  for (let i = from, k = 0; i < to; ++i, ++k) array[i] = numbers[k];
+)script";
+
+}  // namespace zax
+
+#endif
