@@ -35,6 +35,12 @@ unsigned long string_to_vector(std::vector<char>& vec, unsigned long offset, con
   return copied;
 }
 
+std::string concat(std::initializer_list<std::string_view> texts) {
+  std::string result;
+  for (const std::string_view text : texts) result += text;
+  return result;
+}
+
 void debugTrace(const char* format, ...) {
   char text[1024];
   std::va_list arguments;

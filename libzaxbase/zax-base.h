@@ -1,7 +1,9 @@
 #ifndef ZAX_BASE_H
 #define ZAX_BASE_H
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zax {
@@ -35,6 +37,9 @@ std::string toStr(double value, int precision);
 /// std::length_error when the size cannot be had.
 unsigned long string_to_vector(std::vector<char>& vec, unsigned long offset, const std::string& str,
                                unsigned long pos, unsigned long length);
+
+/// The texts one after another.
+std::string concat(std::initializer_list<std::string_view> texts);
 
 /// Writes a printf-style trace to standard error, cut after 1022 characters. Adds no newline.
 void debugTrace(const char* format, ...) __attribute__((format(printf, 1, 2)));

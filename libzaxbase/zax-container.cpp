@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "zax-base.h"
 #include "zax-fields.h"
 
 namespace zax {
@@ -91,10 +92,7 @@ void readRows(ZaxBulk& bulk, Handle array, const SequenceType& type, void* conta
 void readSequence(Handle array, const SequenceType& type, void* container, long exactly) {
   if (!array.isArray()) throw BadArgument("array", array);
   const std::size_t length = array.length();
-  if (exactly >= 0 && length != static_cast<std::size_t>(exactly)) {
-    throw BadArgument("array of exactly " + std::to_string(exactly) +
-                      " elements expected, got one of " + std::to_string(length));
-  }
+  if (exactly >= 0) checkLength(length, static_cast<std::size_t>(exactly));
   type.reserve(container, std::min(length, mostReserved));
   std::size_t index = 0;
   try {
@@ -211,7 +209,7 @@ Handle writeMap(const MapType& type, void* iterator, std::size_t size) {
 
 std::string arrayDeclaration(const std::string& element) {
   const bool simple = element.find(" | ") == std::string::npos;
-  return (simple ? element : "(" + element + ")") + "[]";
+  return simple ? concat({element, "[]"}) : concat({"(", element, ")[]"});
 }
 
 }  // namespace zax

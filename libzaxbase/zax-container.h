@@ -205,10 +205,12 @@ struct Value<std::array<T, N>> {
     const T* iterator = value.data();
     return writeSequence(sequenceType<Filler>, &iterator, N);
   }
-  static std::string declaration() {
-    std::string text;
-    for (std::size_t i = 0; i < N; ++i) text += (i ? ", " : "") + Declared<T>::text();
-    return "[" + text + "]";
+  static std::string declaration() { return declare(std::make_index_sequence<N>()); }
+
+ private:
+  template <std::size_t... I>
+  static std::string declare(std::index_sequence<I...>) {
+    return joinTypes("[", {(void(I), Declared<T>::text)...}, ", ", "]");
   }
 };
 
@@ -230,8 +232,8 @@ struct Value<M, std::enable_if_t<isContainer<M> && isMap<M>>> {
     return writeMap(type, &iterator, value.size());
   }
   static std::string declaration() {
-    const std::string types = "<" + Declared<Key>::text() + ", " + Declared<Mapped>::text() + ">";
-    return (stringKeys ? "Record" : "Map") + types;
+    constexpr const char* before = stringKeys ? "Record<" : "Map<";
+    return joinTypes(before, {Declared<Key>::text, Declared<Mapped>::text}, ", ", ">");
   }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "zax-base.h"
 #include "zax-handle.h"
 
 namespace zax {
@@ -30,7 +31,8 @@ std::string shortened(const std::string& path) {
   std::size_t tail = path.size() - longestPath / 2;
   while (!beginsCharacter(path[head])) --head;
   while (!beginsCharacter(path[tail])) ++tail;
-  return path.substr(0, head) + "\xe2\x80\xa6" + path.substr(tail);
+  const std::string_view whole = path;
+  return concat({whole.substr(0, head), "\xe2\x80\xa6", whole.substr(tail)});
 }
 
 }  // namespace
@@ -46,24 +48,23 @@ void ConversionError::setText(std::string text) {
 }
 
 void ConversionError::inElement(std::size_t index) {
-  path_.insert(0, "[" + std::to_string(index) + "]");
+  path_ = concat({"[", std::to_string(index), "]", path_});
 }
 
 void ConversionError::inMember(const std::string& name) {
-  path_.insert(0, isIdentifier(name) ? "." + name : "[\"" + name + "\"]");
+  path_ = isIdentifier(name) ? concat({".", name, path_}) : concat({"[\"", name, "\"]", path_});
 }
 
 void ConversionError::inCallback() { path_.insert(0, "result of the callback"); }
 
 void ConversionError::complete(const char* function, const std::string& what) {
   where_ = DebugInfo("native", 0, function, -1, nullptr, nullptr);
-  std::string place = what + shortened(path_);
-  if (!place.empty()) place += ": ";
-  setText(std::string(function) + ": " + place + problem_);
+  const std::string place = concat({what, shortened(path_)});
+  setText(concat({function, ": ", place, place.empty() ? "" : ": ", problem_}));
 }
 
 BadArgument::BadArgument(const std::string& expected, Handle got)
-    : ConversionError(EBADARG, expected + " expected, got " + got.description()) {}
+    : ConversionError(EBADARG, concat({expected, " expected, got ", got.description()})) {}
 
 BadArgument::BadArgument(const std::string& problem) : ConversionError(EBADARG, problem) {}
 

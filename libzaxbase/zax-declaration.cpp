@@ -1,6 +1,6 @@
 #include "zax-declaration.h"
 
-#include <algorithm>
+#include "zax-base.h"
 
 namespace zax {
 
@@ -12,8 +12,10 @@ Declarations::~Declarations() { current = outer_; }
 
 std::string Declarations::nameFor(const std::string& cppName) const {
   const auto isTaken = [&](const std::string& name) {
-    return std::any_of(types_.begin(), types_.end(),
-                       [&](const Declared& type) { return type.name == name; });
+    for (const Declared& type : types_) {
+      if (type.name == name) return true;
+    }
+    return false;
   };
   const std::size_t colon = cppName.rfind(':');
   std::string name = colon == std::string::npos ? cppName : cppName.substr(colon + 1);
@@ -37,7 +39,7 @@ std::string Declarations::refer(const std::string& cppName, const void* type, Wr
 
 std::string Declarations::text() const {
   std::string result;
-  for (const Declared& type : types_) result += "export " + type.text + "\n\n";
+  for (const Declared& type : types_) result += concat({"export ", type.text, "\n\n"});
   return result;
 }
 
@@ -54,9 +56,9 @@ std::string documentation(const std::string& text, const std::string& indentatio
   for (std::size_t at = 0; (at = safe.find("*/", at)) != std::string::npos;)
     safe.insert(at + 1, "\\");
   for (std::size_t at = 0; (at = safe.find('\n', at)) != std::string::npos;) {
-    safe.insert(++at, indentation + " * ");
+    safe.insert(++at, concat({indentation, " * "}));
   }
-  return indentation + "/** " + safe + " */\n";
+  return concat({indentation, "/** ", safe, " */\n"});
 }
 
 }  // namespace zax

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "zax-base.h"
+
 namespace zax {
 
 namespace {
@@ -45,8 +47,7 @@ thread_local int DepthGuard::depth = 0;
 
 DepthGuard::DepthGuard() {
   if (depth == deepest) {
-    throw BadArgument("objects within each other to a depth of " + std::to_string(deepest) +
-                      " at the most");
+    throw BadArgument("objects within each other to a depth of 1000 at the most");
   }
   ++depth;
 }
@@ -98,10 +99,9 @@ std::string declareStruct(const StructType& type) {
     for (std::size_t i = 0; i < declared.shape.count; ++i) {
       const std::string member = declared.members[i].declaration();
       const bool optional = acceptsUndefined(member);
-      text +=
-          std::string("  ") + declared.shape.names[i] + (optional ? "?: " : ": ") + member + ";\n";
+      text += concat({"  ", declared.shape.names[i], optional ? "?: " : ": ", member, ";\n"});
     }
-    return "interface % {\n" + text + "}";
+    return concat({"interface % {\n", text, "}"});
   });
 }
 
@@ -114,7 +114,7 @@ long long readEnum(Handle value, const EnumType& type) {
   }
   std::string expected;
   for (std::size_t i = 0; i < type.count; ++i) {
-    expected += std::string(i ? " | \"" : "\"") + type.names[i] + "\"";
+    expected += concat({i ? " | \"" : "\"", type.names[i], "\""});
   }
   throw BadArgument(expected, value);
 }
@@ -124,7 +124,7 @@ Handle writeEnum(const EnumType& type, long long value) {
     if (value == type.values[i]) return Handle::text(type.names[i]);
   }
   throw ConversionError(Errno(EINVAL),
-                        std::to_string(value) + " is none of the values of " + type.name);
+                        concat({std::to_string(value), " is none of the values of ", type.name}));
 }
 
 std::string declareEnum(const EnumType& type) {
@@ -132,9 +132,9 @@ std::string declareEnum(const EnumType& type) {
     const EnumType& declared = *static_cast<const EnumType*>(which);
     std::string text;
     for (std::size_t i = 0; i < declared.count; ++i) {
-      text += std::string(i ? " | '" : "'") + declared.names[i] + "'";
+      text += concat({i ? " | '" : "'", declared.names[i], "'"});
     }
-    return "type % = " + text + ";";
+    return concat({"type % = ", text, ";"});
   });
 }
 

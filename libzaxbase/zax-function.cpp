@@ -8,6 +8,7 @@
 #include <typeinfo>
 #include <unordered_map>
 
+#include "zax-base.h"
 #include "zax-debug.h"
 #include "zax-exception-common.h"
 
@@ -95,16 +96,15 @@ void throwCurrent(const std::string& function, const std::string& what) {
   } catch (...) {
     const std::type_info* type = abi::__cxa_current_exception_type();
     const std::string message =
-        "thrown by C++ and no exception: " + (type ? nameOf(*type) : std::string("unknown"));
+        concat({"thrown by C++ and no exception: ", type ? nameOf(*type) : "unknown"});
     const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
     backend->throwError(&record);
   }
 }
 
 std::string countText(int required, int count) {
-  std::string text = std::to_string(required);
-  if (count > required) text += " to " + std::to_string(count);
-  return text;
+  const std::string least = std::to_string(required);
+  return count > required ? concat({least, " to ", std::to_string(count)}) : least;
 }
 
 [[noreturn]] void refuseCount(const Signature& signature, int got, const std::string& function) {
@@ -159,19 +159,21 @@ void Function::fail(const Invocation& invocation) const noexcept {
 std::string Function::describe(int position) const {
   if (position == Invocation::working) return "";
   if (position == Invocation::returning) return "result";
-  std::string text = "argument " + std::to_string(position + 1);
-  if (!names_.empty()) text += " (" + names_[position] + ")";
-  return text;
+  const std::string number = std::to_string(position + 1);
+  if (names_.empty()) return concat({"argument ", number});
+  return concat({"argument ", number, " (", names_[position], ")"});
 }
 
 std::string Function::declaration() const {
-  std::string text = name_ + "(";
+  std::string text = concat({name_, "("});
   for (int i = 0; i < signature_.count; ++i) {
     if (i > 0) text += ", ";
-    text += names_.empty() ? "arg" + std::to_string(i + 1) : names_[i];
-    text += (i >= signature_.required ? "?: " : ": ") + signature_.parameters[i]();
+    text += names_.empty() ? concat({"arg", std::to_string(i + 1)}) : names_[i];
+    const std::string type = signature_.parameters[i]();
+    const bool optional = i >= signature_.required;
+    text += concat({optional ? "?: " : ": ", type, acceptsUndefined(type) ? " | null" : ""});
   }
-  return text + "): " + signature_.result();
+  return concat({text, "): ", signature_.result()});
 }
 
 }  // namespace zax

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "zax-base.h"
+
 namespace zax {
 
 /// What a module, or a group of it, has: for its declarations.
@@ -43,38 +45,40 @@ bool isReserved(const std::string& name) {
 std::string declareMembers(const ModuleContents& contents, const std::string& indentation) {
   std::string text;
   for (const auto& entry : contents.entries) {
-    text += documentation(entry.text, indentation) + indentation;
+    text += concat({documentation(entry.text, indentation), indentation});
     if (entry.function) {
       text += entry.function->declaration();
     } else if (entry.group) {
-      text += entry.name + ": {\n" + declareMembers(*entry.group, indentation + "  ") +
-              indentation + "}";
+      const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
+      text += concat({entry.name, ": {\n", members, indentation, "}"});
     } else {
-      text += "readonly " + entry.name + ": " + entry.declaration();
+      text += concat({"readonly ", entry.name, ": ", entry.declaration()});
     }
     text += ";\n";
   }
   return text;
 }
 
-/// One export, as a statement.
+/// What a name is declared as: `keyword` and its type.
+std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
+  if (entry.function) {
+    const std::string declaration = entry.function->declaration();
+    return concat({"function ", name, std::string_view(declaration).substr(entry.name.size())});
+  }
+  if (entry.group)
+    return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
+  return concat({"const ", name, ": ", entry.declaration()});
+}
+
+/// One export, as a statement. A word of the language can be exported under its name, but not
+/// declared under it.
 std::string declareExport(const ModuleContents::Entry& entry) {
   const std::string head = documentation(entry.text, "");
-  // A word of the language can be exported under its name, but not declared under it.
-  const bool reserved = isReserved(entry.name);
-  const std::string prefix = reserved ? "declare " : "export ";
-  const std::string suffix =
-      reserved ? "export { " + entry.name + "_ as " + entry.name + " };\n" : "";
-  const std::string name = entry.name + (reserved ? "_" : "");
-  std::string text;
-  if (entry.function) {
-    text = "function " + name + entry.function->declaration().substr(entry.name.size());
-  } else if (entry.group) {
-    text = "const " + name + ": {\n" + declareMembers(*entry.group, "  ") + "}";
-  } else {
-    text = "const " + name + ": " + entry.declaration();
-  }
-  return head + prefix + text + ";\n" + suffix + "\n";
+  const std::string& name = entry.name;
+  if (!isReserved(name)) return concat({head, "export ", declareAs(entry, name), ";\n\n"});
+  const std::string other = concat({name, "_"});
+  return concat(
+      {head, "declare ", declareAs(entry, other), ";\nexport { ", other, " as ", name, " };\n\n"});
 }
 
 /// The add-on's declarations; what `zaxbase types` calls.

@@ -12,9 +12,6 @@ namespace {
 
 constexpr std::size_t capacity = 8192;  // numbers, and values
 
-/// `"name"` where it stands for a property.
-std::string quoted(const char* name) { return std::string("\"") + name + "\""; }
-
 v8::MaybeLocal<v8::Function> compile(v8::Local<v8::Context> context, const std::string& body) {
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
   const auto text = [&](const std::string& utf8) {
@@ -77,22 +74,24 @@ std::string ShapeScripts::readerBody() const {
   std::string checks;
   std::string stores;
   for (std::size_t i = 0; i < shape_->count; ++i) {
-    const std::string member = "m" + std::to_string(i);
+    const std::string member = concat({"m", std::to_string(i)});
     const ZaxColumn column = shape_->columns[i];
-    loads += "const " + member + " = row[" + quoted(shape_->names[i]) + "];\n";
+    loads += concat({"const ", member, " = row[\"", shape_->names[i], "\"];\n"});
     if (column == ZaxValueColumn) {
-      stores += "values[j++] = " + member + ";\n";
+      stores += concat({"values[j++] = ", member, ";\n"});
       continue;
     }
     const bool isNumber = column == ZaxNumberColumn;
-    checks += "if (typeof " + member + " !== '" + (isNumber ? "number" : "boolean") + "') break;\n";
-    stores += "numbers[k++] = " + member + (isNumber ? ";\n" : " ? 1 : 0;\n");
+    checks += concat(
+        {"if (typeof ", member, isNumber ? " !== 'number'" : " !== 'boolean'", ") break;\n"});
+    stores += concat({"numbers[k++] = ", member, isNumber ? ";\n" : " ? 1 : 0;\n"});
   }
-  return "values = [];\nlet i = from, j = 0, k = 0;\n"
-         "for (; i < to; ++i) {\n"
-         "const row = array[i];\n"
-         "if (typeof row !== 'object' || row === null || Array.isArray(row)) break;\n" +
-         loads + checks + stores + "}\nnumbers[capacity] = i;\nreturn values;";
+  return concat(
+      {"values = [];\nlet i = from, j = 0, k = 0;\n"
+       "for (; i < to; ++i) {\n"
+       "const row = array[i];\n"
+       "if (typeof row !== 'object' || row === null || Array.isArray(row)) break;\n",
+       loads, checks, stores, "}\nnumbers[capacity] = i;\nreturn values;"});
 }
 
 std::string ShapeScripts::writerBody() const {
@@ -100,12 +99,13 @@ std::string ShapeScripts::writerBody() const {
   for (std::size_t i = 0; i < shape_->count; ++i) {
     const ZaxColumn column = shape_->columns[i];
     // In brackets: a member called __proto__ is one like the others.
-    members += "[" + quoted(shape_->names[i]) + "]: ";
-    members += column == ZaxValueColumn    ? "values[j++], "
-               : column == ZaxNumberColumn ? "numbers[k++], "
-                                           : "numbers[k++] !== 0, ";
+    members += concat({"[\"", shape_->names[i], "\"]: ",
+                       column == ZaxValueColumn    ? "values[j++], "
+                       : column == ZaxNumberColumn ? "numbers[k++], "
+                                                   : "numbers[k++] !== 0, "});
   }
-  return "let j = 0, k = 0;\nfor (let i = from; i < to; ++i) array[i] = { " + members + "};";
+  return concat(
+      {"let j = 0, k = 0;\nfor (let i = from; i < to; ++i) array[i] = { ", members, "};"});
 }
 
 v8::MaybeLocal<v8::Function> ShapeScripts::script(v8::Isolate* isolate, int which) {

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cmath>
 
+#include "zax-base.h"
+
 namespace zax {
 
 thread_local Keeper* Keeper::current = nullptr;
@@ -14,17 +16,42 @@ std::string integerText(double value) { return std::to_string(static_cast<long l
 }  // namespace
 
 void refuseInteger(Handle got, double min, double max) {
-  throw BadArgument("integer from " + integerText(min) + " to " + integerText(max), got);
+  throw BadArgument(concat({"integer from ", integerText(min), " to ", integerText(max)}), got);
 }
 
 void refuseInteger64(Handle got, bool isSigned) {
-  const std::string low = isSigned ? "-9007199254740991" : "0";
-  throw BadArgument("integer from " + low + " to 9007199254740991 or a bigint of 64 bits", got);
+  const std::string_view low = isSigned ? "-9007199254740991" : "0";
+  throw BadArgument(concat({"integer from ", low, " to 9007199254740991 or a bigint of 64 bits"}),
+                    got);
 }
 
 void refuseOverflow(const std::string& number, const char* instead) {
-  throw ConversionError(Errno(EOVERFLOW), number + " is beyond what a number holds exactly; " +
-                                              instead + " gives a bigint");
+  throw ConversionError(
+      Errno(EOVERFLOW),
+      concat({number, " is beyond what a number holds exactly; ", instead, " gives a bigint"}));
+}
+
+std::string joinTypes(const char* before, std::initializer_list<std::string (*)()> types,
+                      const char* between, const char* after) {
+  std::string text = before;
+  bool first = true;
+  for (std::string (*type)() : types) {
+    if (!first) text += between;
+    first = false;
+    text += type();
+  }
+  return text += after;
+}
+
+std::string declareFunction(std::initializer_list<std::string (*)()> parameters,
+                            std::string (*result)()) {
+  std::string text = "((";
+  int position = 0;
+  for (std::string (*parameter)() : parameters) {
+    if (position > 0) text += ", ";
+    text += concat({"arg", std::to_string(++position), ": ", parameter()});
+  }
+  return concat({text, ") => ", result ? result() : "void", ")"});
 }
 
 BigInt64 Value<BigInt64>::from(Handle value) {
@@ -51,13 +78,15 @@ std::monostate Value<std::monostate>::from(Handle value) {
 
 void refuseAll(Handle got, const std::string& declaration) { throw BadArgument(declaration, got); }
 
+void checkLength(std::size_t length, std::size_t expected) {
+  if (length == expected) return;
+  throw BadArgument(concat({"array of exactly ", std::to_string(expected),
+                            " elements expected, got one of ", std::to_string(length)}));
+}
+
 void readTuple(Handle array, ZaxValue** elements, std::size_t count) {
-  const std::string expected = "array of exactly " + std::to_string(count) + " elements";
-  if (!array.isArray()) throw BadArgument(expected, array);
-  const std::size_t length = array.length();
-  if (length != count) {
-    throw BadArgument(expected + " expected, got one of " + std::to_string(length));
-  }
+  if (!array.isArray()) throw BadArgument("array", array);
+  checkLength(array.length(), count);
   if (count > 0) checked(backend->getElements(array.get(), 0, count, elements));
 }
 
@@ -68,9 +97,8 @@ double wholeUnits(Handle got, double milliseconds, double numerator, double deno
   // A fraction of a millisecond is seldom exact in binary: 0.1 ms are 100 microseconds all the
   // same.
   if (!(std::abs(units - whole) <= std::abs(units) * 0x1p-50)) {
-    throw BadArgument("milliseconds that are whole units of " +
-                          std::to_string(static_cast<long long>(numerator)) + "/" +
-                          std::to_string(static_cast<long long>(denominator)) + " seconds",
+    throw BadArgument(concat({"milliseconds that are whole units of ", integerText(numerator), "/",
+                              integerText(denominator), " seconds"}),
                       got);
   }
   if (!(whole >= min && whole < end)) {

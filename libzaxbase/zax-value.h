@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <initializer_list>
 #include <limits>
 #include <optional>
 #include <string>
@@ -69,6 +70,14 @@ template <typename T>
 struct Declared<T, std::void_t<decltype(Value<T>::declaration())>> {
   static std::string text() { return Value<T>::declaration(); }
 };
+
+/// Types in TypeScript in a row.
+std::string joinTypes(const char* before, std::initializer_list<std::string (*)()> types,
+                      const char* between, const char* after);
+
+/// The type of a function; a null `result` is that of none.
+std::string declareFunction(std::initializer_list<std::string (*)()> parameters,
+                            std::string (*result)());
 
 /// How values of a type cross when many do: as numbers in memory that both sides see, or one by
 /// one. A type with a column other than ZaxValueColumn has fromNumber and toNumber too.
@@ -318,7 +327,9 @@ struct Value<std::optional<T>> {
   static Handle to(std::optional<T>&& value) {
     return value ? zax::to(std::move(*value)) : Handle::undefined();
   }
-  static std::string declaration() { return Declared<T>::text() + " | undefined"; }
+  static std::string declaration() {
+    return joinTypes("", {Declared<T>::text}, "", " | undefined");
+  }
 };
 
 [[noreturn]] void refuseAll(Handle got, const std::string& declaration);
@@ -340,11 +351,7 @@ struct Value<std::variant<T...>> {
     return std::visit([](auto&& held) { return zax::to(std::forward<decltype(held)>(held)); },
                       std::forward<V>(value));
   }
-  static std::string declaration() {
-    std::string text;
-    ((text += (text.empty() ? "" : " | ") + Declared<T>::text()), ...);
-    return text;
-  }
+  static std::string declaration() { return joinTypes("", {Declared<T>::text...}, " | ", ""); }
 
  private:
   template <typename Alternative>
@@ -360,6 +367,9 @@ struct Value<std::variant<T...>> {
 };
 
 // Fixed numbers of values.
+
+/// Throws BadArgument for an array of another length.
+void checkLength(std::size_t length, std::size_t expected);
 
 /// The elements of an array that must have exactly `count`.
 void readTuple(Handle array, ZaxValue** elements, std::size_t count);
@@ -388,11 +398,7 @@ struct TupleValue {
   static Handle to(V&& value) {
     return write(std::forward<V>(value), std::index_sequence_for<T...>());
   }
-  static std::string declaration() {
-    std::string text;
-    ((text += (text.empty() ? "" : ", ") + Declared<T>::text()), ...);
-    return "[" + text + "]";
-  }
+  static std::string declaration() { return joinTypes("[", {Declared<T>::text...}, ", ", "]"); }
 
  private:
   template <std::size_t... I>
@@ -481,15 +487,10 @@ struct Value<F<R(Args...)>> {
     };
   }
   static std::string declaration() {
-    std::string text;
-    [[maybe_unused]] int position = 0;
-    ((++position, text += (position > 1 ? ", arg" : "arg") + std::to_string(position) + ": " +
-                          Declared<std::decay_t<Args>>::text()),
-     ...);
     if constexpr (std::is_void_v<R>) {
-      return "((" + text + ") => void)";
+      return declareFunction({Declared<std::decay_t<Args>>::text...}, nullptr);
     } else {
-      return "((" + text + ") => " + Declared<R>::text() + ")";
+      return declareFunction({Declared<std::decay_t<Args>>::text...}, Declared<R>::text);
     }
   }
 
