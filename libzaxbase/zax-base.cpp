@@ -2,8 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <ios>
-#include <sstream>
 
 namespace zax {
 
@@ -14,11 +12,8 @@ std::string toStrHex(unsigned long value, bool upper) {
 }
 
 std::string toStr(double value, int precision) {
-  std::ostringstream stream;
-  stream.setf(std::ios_base::fixed, std::ios_base::floatfield);
-  stream.precision(precision);
-  stream << value;
-  std::string text = stream.str();
+  std::string text(std::snprintf(nullptr, 0, "%.*f", precision, value), '\0');
+  std::snprintf(text.data(), text.size() + 1, "%.*f", precision, value);
   text.erase(text.find_last_not_of('0') + 1);
   if (!text.empty() && text.back() == '.') text.pop_back();
   return text;

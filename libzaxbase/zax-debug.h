@@ -1,12 +1,11 @@
 #ifndef ZAX_DEBUG_H
 #define ZAX_DEBUG_H
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iosfwd>
 #include <list>
-#include <ostream>
 #include <string>
 
 namespace zax {
@@ -18,7 +17,7 @@ class InlineText {
  public:
   /// Stores a text; null stores the empty text. The text may be part of this one.
   void assign(const char* text) noexcept {
-    length_ = text ? std::min(std::strlen(text), N - 1) : 0;
+    length_ = text ? strnlen(text, N - 1) : 0;
     if (length_ > 0) std::memmove(text_, text, length_);
     std::memset(text_ + length_, 0, N - length_);
   }

@@ -6,10 +6,11 @@ namespace zax {
 
 namespace {
 
-// Indexed by error number. Where Linux has two names for a number, one of them is ours to keep:
-// 35 is EDEADLOCK, 95 is EOPNOTSUPP; 73 is ENOTACTIVE, which is not the Linux name.
+// Indexed by error number; empty where there is no name. Whole texts: pointers would be relocated
+// in every process. Where Linux has two names for a number, one of them is ours to keep: 35 is
+// EDEADLOCK, 95 is EOPNOTSUPP; 73 is ENOTACTIVE, which is not the Linux name.
 // clang-format off
-constexpr const char* names[] = {
+constexpr char names[][16] = {
     /*   0 */ "ENOERR", "EPERM", "ENOENT", "ESRCH", "EINTR",
               "EIO", "ENXIO", "E2BIG", "ENOEXEC", "EBADF",
     /*  10 */ "ECHILD", "EAGAIN", "ENOMEM", "EACCES", "EFAULT",
@@ -18,10 +19,10 @@ constexpr const char* names[] = {
               "ENOTTY", "ETXTBSY", "EFBIG", "ENOSPC", "ESPIPE",
     /*  30 */ "EROFS", "EMLINK", "EPIPE", "EDOM", "ERANGE",
               "EDEADLOCK", "ENAMETOOLONG", "ENOLCK", "ENOSYS", "ENOTEMPTY",
-    /*  40 */ "ELOOP", nullptr, "ENOMSG", "EIDRM", "ECHRNG",
+    /*  40 */ "ELOOP", "", "ENOMSG", "EIDRM", "ECHRNG",
               "EL2NSYNC", "EL3HLT", "EL3RST", "ELNRNG", "EUNATCH",
     /*  50 */ "ENOCSI", "EL2HLT", "EBADE", "EBADR", "EXFULL",
-              "ENOANO", "EBADRQC", "EBADSLT", nullptr, "EBFONT",
+              "ENOANO", "EBADRQC", "EBADSLT", "", "EBFONT",
     /*  60 */ "ENOSTR", "ENODATA", "ETIME", "ENOSR", "ENONET",
               "ENOPKG", "EREMOTE", "ENOLINK", "EADV", "ESRMNT",
     /*  70 */ "ECOMM", "EPROTO", "EMULTIHOP", "ENOTACTIVE", "EBADMSG",
@@ -33,25 +34,25 @@ constexpr const char* names[] = {
     /* 100 */ "ENETDOWN", "ENETUNREACH", "ENETRESET", "ECONNABORTED", "ECONNRESET",
               "ENOBUFS", "EISCONN", "ENOTCONN", "ESHUTDOWN", "ETOOMANYREFS",
     /* 110 */ "ETIMEDOUT", "ECONNREFUSED", "EHOSTDOWN", "EHOSTUNREACH", "EALREADY",
-              "EINPROGRESS", "ESTALE", nullptr, nullptr, nullptr,
-    /* 120 */ nullptr, nullptr, "EDQUOT", nullptr, nullptr,
-              "ECANCELED", nullptr, nullptr, nullptr, nullptr,
-    /* 130 */ "EOWNERDEAD", "ENOTRECOVERABLE", nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 140 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 150 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 160 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 170 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 180 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
-    /* 190 */ nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr, nullptr, nullptr, nullptr, nullptr,
+              "EINPROGRESS", "ESTALE", "", "", "",
+    /* 120 */ "", "", "EDQUOT", "", "",
+              "ECANCELED", "", "", "", "",
+    /* 130 */ "EOWNERDEAD", "ENOTRECOVERABLE", "", "", "",
+              "", "", "", "", "",
+    /* 140 */ "", "", "", "", "",
+              "", "", "", "", "",
+    /* 150 */ "", "", "", "", "",
+              "", "", "", "", "",
+    /* 160 */ "", "", "", "", "",
+              "", "", "", "", "",
+    /* 170 */ "", "", "", "", "",
+              "", "", "", "", "",
+    /* 180 */ "", "", "", "", "",
+              "", "", "", "", "",
+    /* 190 */ "", "", "", "", "",
+              "", "", "", "", "",
     /* 200 */ "ENOPROP", "EBADARG", "EFAILED", "EUNKNOWN", "EMOUNTFAILED",
-              nullptr, "EAUTH",
+              "", "EAUTH",
 };
 // clang-format on
 static_assert(sizeof(names) / sizeof(names[0]) == EAUTH + 1, "the table ends with the last number");
@@ -60,8 +61,7 @@ static_assert(sizeof(names) / sizeof(names[0]) == EAUTH + 1, "the table ends wit
 
 const char* stdErrnoToString(int number) noexcept {
   const std::size_t index = static_cast<unsigned int>(number);
-  const char* name = index <= EAUTH ? names[index] : nullptr;
-  return name ? name : "UNKNOWN-ERRNO";
+  return index <= EAUTH && *names[index] ? names[index] : "UNKNOWN-ERRNO";
 }
 
 const char* zaxErrnoToString(Errno number) noexcept { return stdErrnoToString(number); }

@@ -29,16 +29,11 @@ struct ModuleContents {
 namespace {
 
 bool isReserved(const std::string& name) {
-  static const char* const words[] = {
-      "break",  "case",     "catch",  "class",  "const",  "continue",   "debugger", "default",
-      "delete", "do",       "else",   "enum",   "export", "extends",    "false",    "finally",
-      "for",    "function", "if",     "import", "in",     "instanceof", "new",      "null",
-      "return", "super",    "switch", "this",   "throw",  "true",       "try",      "typeof",
-      "var",    "void",     "while",  "with",   "yield",  "let",        "static",   "await"};
-  for (const char* word : words) {
-    if (name == word) return true;
-  }
-  return false;
+  constexpr std::string_view words =
+      " await break case catch class const continue debugger default delete do else enum export "
+      "extends false finally for function if import in instanceof let new null return static super "
+      "switch this throw true try typeof var void while with yield ";
+  return words.find(concat({" ", name, " "})) != std::string_view::npos;
 }
 
 /// The members of a group's type.
