@@ -76,12 +76,30 @@ std::string declareExport(const ModuleContents::Entry& entry) {
       {head, "declare ", declareAs(entry, other), ";\nexport { ", other, " as ", name, " };\n\n"});
 }
 
+constexpr const char* errorDeclaration =
+    "/** What a function throws where it fails. */\n"
+    "export interface ZaxBindingError extends Error {\n"
+    "  /** Such as \"EBADARG\" for an argument that is refused, or \"ENOENT\". */\n"
+    "  code: string;\n"
+    "  /** The class and the place in C++, and the system's error where there is one. */\n"
+    "  details: {\n"
+    "    exceptionClass: string;\n"
+    "    file: string;\n"
+    "    line: number;\n"
+    "    function: string;\n"
+    "    callstack: { function: string; file: string; offset: string; address: string }[];\n"
+    "    syscode?: number;\n"
+    "    sysdesc?: string;\n"
+    "    sysmsg?: string;\n"
+    "  };\n"
+    "}\n";
+
 /// The add-on's declarations; what `zaxbase types` calls.
 std::string declare(const ModuleContents& contents) {
   const Declarations types;
   std::string exports;
   for (const auto& entry : contents.entries) exports += declareExport(entry);
-  return types.text() + exports;
+  return concat({types.text(), exports, errorDeclaration});
 }
 
 template <typename T>
