@@ -4,9 +4,7 @@
 
 #include <mutex>
 #include <system_error>
-#include <typeindex>
 #include <typeinfo>
-#include <unordered_map>
 
 #include "zax-base.h"
 #include "zax-debug.h"
@@ -19,13 +17,19 @@ namespace {
 /// The name of a type as a person writes it. Demangling takes longer than all else that an error
 /// needs, so names are kept.
 const std::string& nameOf(const std::type_info& type) {
+  struct Name {
+    const std::type_info& type;
+    std::string text;
+  };
   static std::mutex mutex;
-  static std::unordered_map<std::type_index, std::string>& names =
-      *new std::unordered_map<std::type_index, std::string>;
+  static auto& names = *new std::deque<Name>;
   const std::lock_guard<std::mutex> lock(mutex);
-  std::string& name = names[type];
-  if (name.empty()) cxxDemangle(name, type.name());
-  return name;
+  for (const Name& name : names) {
+    if (name.type == type) return name.text;
+  }
+  Name& name = names.emplace_back(Name{type, ""});
+  cxxDemangle(name.text, type.name());
+  return name.text;
 }
 
 /// What an error has where an exception brings no more.

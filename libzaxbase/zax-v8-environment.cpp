@@ -148,12 +148,12 @@ ZaxReference* Environment::takeThrown() {
 }
 
 ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
-  if (!lastShape_.second || lastShape_.first != shape) {
-    std::unique_ptr<ShapeScripts>& scripts = shapes_[shape];
-    if (!scripts) scripts = std::make_unique<ShapeScripts>(shape);
-    lastShape_ = {shape, scripts.get()};
-  }
-  return *lastShape_.second;
+  const auto is = [&](std::size_t i) { return i < shapes_.size() && shapes_[i]->shape() == shape; };
+  if (is(lastShape_)) return *shapes_[lastShape_];
+  lastShape_ = 0;
+  while (lastShape_ < shapes_.size() && !is(lastShape_)) ++lastShape_;
+  if (lastShape_ == shapes_.size()) shapes_.push_back(std::make_unique<ShapeScripts>(shape));
+  return *shapes_[lastShape_];
 }
 
 v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, std::size_t size) {

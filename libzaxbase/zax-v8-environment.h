@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -60,8 +59,8 @@ class Environment : public NonCopyable {
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
   BulkMemory bulk_;
-  std::unordered_map<const ZaxShape*, std::unique_ptr<ShapeScripts>> shapes_;
-  std::pair<const ZaxShape*, ShapeScripts*> lastShape_{nullptr, nullptr};
+  std::vector<std::unique_ptr<ShapeScripts>> shapes_;
+  std::size_t lastShape_ = 0;  ///< the index of the one that was asked for last
   v8::Global<v8::ArrayBuffer> slab_;
   std::uint8_t* slabData_ = nullptr;
   std::size_t slabUsed_ = slabSize;
