@@ -2,10 +2,12 @@
 
 const assert = require('node:assert');
 const { AsyncLocalStorage } = require('node:async_hooks');
+const fs = require('node:fs');
 const { test } = require('node:test');
 const { isNativeError } = require('node:util/types');
+const vm = require('node:vm');
 const runtime = require('zaxbase/runtime');
-const { bridge, replyOf, thrownBy } = require('./support');
+const { bridge, inChild, replyOf, thrownBy } = require('./support');
 
 const { __, ZaxBindingError, createZaxBindingError, install, promisify } = runtime;
 
@@ -71,6 +73,34 @@ test('installed functions do not show and do not replace those of the applicatio
   );
 });
 
+test('install serves native code from any context, and where intrinsics are frozen', () => {
+  delete globalThis.createZaxBindingError;
+  const context = vm.createContext({ require, module: {}, __: 'own' });
+  vm.runInContext(fs.readFileSync(require.resolve('zaxbase/runtime'), 'utf8'), context);
+  context.module.exports.install();
+  assert.strictEqual(context.__, 'own');
+  assert.strictEqual(context.createZaxBindingError, globalThis.createZaxBindingError);
+  assert.ok(thrownBy(bridge.raise, 'std') instanceof context.module.exports.ZaxBindingError);
+  globalThis.createZaxBindingError = createZaxBindingError;
+
+  process.env.NODE_OPTIONS = '--frozen-intrinsics';
+  const frozen = inChild((native) => native.raise('std'));
+  delete process.env.NODE_OPTIONS;
+  assert.match(frozen.stderr, /ZaxBindingError: disk full\n {4}at std::runtime_error \(native\)\n/);
+});
+
+test('mistakes that must not end the process', () => {
+  const { code, message } = thrownBy(bridge.mute, 'none');
+  assert.deepStrictEqual([code, message], ['EFAILED', 'create made no job']);
+  for (const how of ['', 'zax']) assert.strictEqual(bridge.mute(how), undefined);
+  assert.strictEqual(replyOf(bridge.callEmpty), 1);
+  // A static Callback is destroyed after JavaScript, or with it still there.
+  for (const end of [() => {}, () => process.exit()]) {
+    const { status, stderr } = inChild(`(native) => { native.keep(() => {}); (${end})(); }`);
+    assert.deepStrictEqual([status, stderr], [0, '']);
+  }
+});
+
 test('the promise form', async () => {
   assert.strictEqual(await promisify(bridge.call.string)('text'), 'text');
   assert.strictEqual(await promisify(bridge.call.bare)(), undefined);
@@ -92,6 +122,7 @@ test('failures in the promise form show where they come from', async () => {
     [['zax', [], [], ''], 'RAISED', 'raise (bridge/bridge/errors.cpp:'],
     [['', ['zax'], [], ''], 'RAISED', 'raise (bridge/bridge/errors.cpp:'],
     [['', [], ['replyError'], ''], 'SENT', 'run (bridge/bridge/jobs.cpp:'],
+    [['std', [], [], ''], 'EUNKNOWN', 'std::runtime_error (native)'],
     [['', []], 'EBADARG', 'BadArgumentNumber (libzaxbase/zax-exception-common.cpp:'],
   ];
   for (const [args, code, place] of table) {
@@ -116,5 +147,9 @@ test('progress in the promise form', async () => {
   await assert.rejects(failing, { code: 'RAISED' });
   assert.strictEqual(progress.pop(), 1);
   assert.strictEqual(await job('', ['notify'], ['reply'], ''), 'done');
+  // An `undefined` in the place of onProgress, but not as an argument.
+  assert.strictEqual(await job('', ['notify'], ['reply'], '', undefined), 'done');
+  assert.strictEqual(await job('', ['notify'], ['reply'], undefined), 'done');
+  await assert.rejects(job('', [], undefined), /^ZaxBindingError: .* expected 4, but got 3$/);
   replyOf(bridge.releaseLoop);
 });
