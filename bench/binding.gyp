@@ -18,17 +18,33 @@
     },
     {
       'target_name': 'nan',
-      'sources': ['contenders/nan.cpp'],
+      'sources': ['contenders/nan.cpp', 'contenders/plain-nan.cpp'],
       'include_dirs': ['<(nan)'],
     },
     {
       'target_name': 'napi',
-      'sources': ['contenders/napi.cpp'],
+      'sources': ['contenders/napi.cpp', 'contenders/plain-napi.cpp'],
       'dependencies': ['<(napi)'],
     },
     {
       'target_name': 'raw',
-      'sources': ['contenders/raw.cpp'],
+      'sources': ['contenders/raw.cpp', 'contenders/plain-raw.cpp'],
+    },
+    {
+      # The framework as one unit, as add-ons on the plain road compile it.
+      'target_name': 'zax_unit',
+      'type': 'static_library',
+      'sources': ['../libzaxbase/zaxbase.cpp'],
+      'cflags_cc': ['-fexceptions', '-frtti', '-isystem <(module_root_dir)/<(nan)'],
+      'direct_dependent_settings': {
+        'include_dirs': ['../libzaxbase'],
+        'cflags_cc': ['-fexceptions', '-frtti'],
+      },
+    },
+    {
+      'target_name': 'plain_zax',
+      'sources': ['contenders/plain-zax.cpp'],
+      'dependencies': ['zax_unit'],
     },
     {
       'target_name': 'minimal_zax',

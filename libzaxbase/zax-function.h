@@ -56,7 +56,6 @@ class Function : public ZaxFunction {
  private:
   static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                          int count);
-  void fail(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
 
   std::string name_;

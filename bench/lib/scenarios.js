@@ -9,7 +9,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const { names, secondNapi } = require('./contenders');
+const { names, secondNapi, points } = require('./contenders');
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
@@ -45,11 +45,6 @@ async function s1({ contenders, rounds }) {
     rows.push(row(what, 'ns', wall, ...goals));
   }
   return rows;
-}
-
-async function s2({ contenders, rounds }) {
-  const { wall } = await sample(contenders, rounds, 'fail', { text: eightBytes, count: 1000 });
-  return [row('failing call', 'ns', wall, goal('raw', 2.0), goal('napi', 1.4))];
 }
 
 async function s3({ contenders, rounds, scale }) {
@@ -136,4 +131,99 @@ async function s6({ rounds, quick }) {
   return [row('minimal add-on: compilation', 's', seconds, goal('nan', 2)), ...rows];
 }
 
-module.exports = { S1: s1, S2: s2, S3: s3, S4: s4, S5: s5, S6: s6 };
+/**
+ * A row of what functions do that begin and end in one thread; `options` are those of tasks.repeat.
+ * Their processor time is their time, but for what others on the machine take.
+ */
+async function repeated({ contenders, rounds }, what, unit, options, ...goals) {
+  const { cpu } = await sample(contenders, rounds, 'repeat', options);
+  return row(what, unit, inUnits(cpu, unit === 'µs' ? 1000 : 1), ...goals);
+}
+
+async function s2(bench) {
+  const options = (call) => {
+    const statement = `try { ${call}; } catch (error) { if (error.code === 'BENCH-FAILED') sum++; }`;
+    return { statement, input: eightBytes, sum: 1, count: 1000 };
+  };
+  const frames = options('fail(i, input, () => {})');
+  const plain = options('refuse(i, input)');
+  return [
+    await repeated(bench, 'failing call', 'ns', frames, goal('raw', 2.0), goal('napi', 1.4)),
+    await repeated(bench, 'plain road', 'ns', plain, goal('raw', 1.8), goal('napi', 1.0)),
+  ];
+}
+
+async function s7(bench) {
+  const options = { statement: 'sum += add(i - i, 0.5)', sum: 0.5, count: 100000 };
+  return [await repeated(bench, 'add', 'ns', options, goal('raw', 1.5), goal('napi', 0.85))];
+}
+
+async function s8(bench) {
+  const rows = [];
+  for (const [what, times] of Object.entries({ '8 bytes': 1, '1 KiB': 128 })) {
+    const input = 'upper it'.repeat(times);
+    const statement = 'sum += upper(input).length';
+    const options = { statement, input, sum: input.length, count: 20000 };
+    rows.push(await repeated(bench, what, 'ns', options, goal('raw', 1.5), goal('peer', 0.8)));
+  }
+  return rows;
+}
+
+async function s9(bench) {
+  const input = Array.from({ length: 10000 }, (_, i) => i * 0.75);
+  const sum = input.reduce((a, b) => a + b);
+  const into = { statement: 'sum += sumOf(input)', input, sum, count: 20 };
+  const out = { statement: 'sum += numbers(10000).length', sum: 10000, count: 20 };
+  return [
+    await repeated(bench, '10,000 doubles in', 'µs', into, goal('peer', 0.15)),
+    await repeated(bench, '10,000 doubles out', 'µs', out, goal('peer', 0.15)),
+  ];
+}
+
+async function s10({ contenders, rounds }) {
+  const bench = { contenders, rounds };
+  const input = points(1000);
+  const sum = input.reduce((total, { x, y, name }) => total + x + y + name.length, 0);
+  const into = { statement: 'sum += sumOfPoints(input)', input, sum, count: 20 };
+  const out = { statement: 'sum += points(1000).length', sum: 1000, count: 20 };
+  const statement = 'for (const { x, y, name } of input) sum += x + y + name.length';
+  const makers = { ...contenders, literal: { points } };
+  const inputs = mapValues(makers, (maker) => maker.points(1000));
+  const { cpu } = await interleave([...names, 'literal'], shortRounds(rounds), (name) =>
+    tasks.repeat(makers[name], { statement, input: inputs[name], sum, count: 200 }),
+  );
+  return [
+    await repeated(bench, '1,000 structs in', 'µs', into, goal('peer', 0.3)),
+    await repeated(bench, '1,000 structs out', 'µs', out, goal('peer', 0.3)),
+    row('reading them in JavaScript', 'µs', inUnits(cpu, 1000), goal('literal', 1.05)),
+  ];
+}
+
+async function s11(bench) {
+  const statement = 'sum += invert(input).length';
+  const options = (size, count) => ({ statement, input: Buffer.alloc(size), sum: size, count });
+  return [
+    await repeated(bench, '64 bytes', 'ns', options(64, 5000), goal('peer', 0.6)),
+    await repeated(bench, '1 MiB', 'µs', options(mebibyte, 20), goal('peer', 1.0)),
+  ];
+}
+
+async function s15(bench) {
+  const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 1 };
+  return [await repeated(bench, '20,000 rows out', 'µs', out, goal('peer', 0.35))];
+}
+
+module.exports = {
+  S1: s1,
+  S2: s2,
+  S3: s3,
+  S4: s4,
+  S5: s5,
+  S6: s6,
+  S7: s7,
+  S8: s8,
+  S9: s9,
+  S10: s10,
+  S11: s11,
+  S15: s15,
+};
