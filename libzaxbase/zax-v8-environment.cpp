@@ -7,10 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "zax-v8-backend.h"
 #include "zax-v8-script.h"
-
-extern "C" __attribute__((weak)) bool zax_module(const ZaxBackend* backend, ZaxValue* exports);
 
 namespace zax {
 
@@ -181,24 +178,5 @@ void ScriptGuard::keep() {
     Environment::current()->keepThrown(tryCatch_.Exception());
   }
 }
-
-namespace {
-
-void load(v8::Local<v8::Object> exports, v8::Local<v8::Value> /*module*/,
-          v8::Local<v8::Context> context, void* /*data*/) {
-  Environment::enter(context);
-  zax_module(&backendTable, toSlot(exports.As<v8::Value>()));
-}
-
-node::node_module moduleRecord = {
-    NODE_MODULE_VERSION, 0, nullptr, __FILE__, nullptr, load, "zax", nullptr, nullptr};
-
-/// Hands an add-on on ZAX_MODULE to Node, which finds it again for each Worker. An add-on that
-/// registers otherwise has no such function.
-__attribute__((constructor)) void registerAddOn() {
-  if (zax_module) node_module_register(&moduleRecord);
-}
-
-}  // namespace
 
 }  // namespace zax

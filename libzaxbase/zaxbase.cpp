@@ -27,5 +27,6 @@
 #include "zax-v8-bulk.cpp"
 #include "zax-v8-bytes.cpp"
 #include "zax-v8-environment.cpp"
+#include "zax-v8-module.cpp"
 #include "zax-v8-reference.cpp"
 #include "zax-value.cpp"
