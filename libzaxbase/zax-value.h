@@ -423,8 +423,12 @@ struct Value<std::pair<A, B>> : TupleValue<std::pair<A, B>, A, B> {};
 
 /// Milliseconds in units of `numerator / denominator` seconds. Throws BadArgument where that is no
 /// whole number from `min` to below `end`.
-double wholeUnits(Handle got, double milliseconds, double numerator, double denominator, double min,
-                  double end);
+long long wholeUnits(Handle got, double milliseconds, long long numerator, long long denominator,
+                     double min, double end);
+
+/// The other way around; exact as far as the fraction fits, or without the fraction.
+double toMilliseconds(long long count, long long numerator, long long denominator);
+double floorMilliseconds(long long count, long long numerator, long long denominator);
 
 /// A valid Date, in milliseconds.
 double readDate(Handle value);
@@ -437,20 +441,27 @@ struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zer
   static std::string declaration() { return "number"; }
 
   static T fromMilliseconds(Handle got, double number) {
-    using Rep = typename T::rep;
-    constexpr double numerator = T::period::num;
-    constexpr double denominator = T::period::den;
-    if constexpr (std::is_floating_point_v<Rep>) {
-      return T(static_cast<Rep>(number * denominator / (numerator * 1000)));
-    } else {
+    if constexpr (isWhole) {
       constexpr auto min = static_cast<double>(std::numeric_limits<Rep>::min());
       constexpr double end = static_cast<double>(std::numeric_limits<Rep>::max()) + 1;
-      return T(static_cast<Rep>(wholeUnits(got, number, numerator, denominator, min, end)));
+      return T(static_cast<Rep>(
+          wholeUnits(got, number, T::period::num, T::period::den, min, end)));
+    } else {
+      return T(static_cast<Rep>(number * T::period::den / (1000.0 * T::period::num)));
     }
   }
   static double milliseconds(const T& value) {
+    if constexpr (isWhole) return toMilliseconds(value.count(), T::period::num, T::period::den);
     return static_cast<double>(value.count()) * T::period::num * 1000 / T::period::den;
   }
+  static double floorMilliseconds(const T& value) {
+    if constexpr (!isWhole) return milliseconds(value);
+    return zax::floorMilliseconds(value.count(), T::period::num, T::period::den);
+  }
+
+ private:
+  using Rep = typename T::rep;
+  static constexpr bool isWhole = std::is_integral_v<Rep>;
 };
 
 /// The points of std::chrono::system_clock.
@@ -461,7 +472,7 @@ struct Value<T, std::void_t<typename T::clock, typename T::duration,
   using Duration = Value<typename T::duration>;
   static T from(Handle value) { return T(Duration::fromMilliseconds(value, readDate(value))); }
   static Handle to(const T& value) {
-    return Handle(backend->makeDate(Duration::milliseconds(value.time_since_epoch())));
+    return Handle(backend->makeDate(Duration::floorMilliseconds(value.time_since_epoch())));
   }
   static std::string declaration() { return "Date"; }
 };
