@@ -33,7 +33,7 @@ struct StructType {
 /// Ends a conversion that goes too deep, which a cyclic object would otherwise do to the process.
 class DepthGuard {
  public:
-  /// Throws BadArgument at a depth of 1,000 structs within each other.
+  /// Throws TooDeep at a depth of 1,000 structs within each other, and where the stack ends sooner.
   DepthGuard();
   ~DepthGuard() { --depth; }
   DepthGuard(const DepthGuard&) = delete;

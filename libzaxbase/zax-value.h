@@ -360,6 +360,8 @@ struct Value<std::variant<T...>> {
     try {
       result.emplace(std::in_place_type<Alternative>, zax::from<Alternative>(value));
       return true;
+    } catch (const TooDeep&) {
+      throw;
     } catch (const ConversionError&) {
       return false;
     }
