@@ -215,6 +215,8 @@ struct ZaxBackend {
   // that made them, null elsewhere and after the end.
   ZaxReference* (*makeReference)(ZaxValue* value);
   ZaxValue* (*getReference)(ZaxReference* reference);
+  /// Whether getReference gives the value here and now. Any thread.
+  bool (*canGetReference)(ZaxReference* reference);
   void (*releaseReference)(ZaxReference* reference);
 
   // Errors.

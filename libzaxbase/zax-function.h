@@ -90,7 +90,8 @@ template <typename R, typename... P>
 struct CallOf {
   using Arguments = std::tuple<std::decay_t<P>...>;
   using Result = std::decay_t<R>;
-  using MaybeKeeper = std::conditional_t<(holdsView<std::decay_t<P>> || ...), Keeper, NoKeeper>;
+  using MaybeKeeper =
+      std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
 
   static std::string resultDeclaration() {
     if constexpr (std::is_void_v<R>) {

@@ -74,15 +74,18 @@ std::string Handle::description() const {
   return text;
 }
 
-Handle Reference::value() const {
-  ZaxValue* value = reference_ ? backend->getReference(reference_.get()) : nullptr;
-  if (!value) {
+void Reference::check() const {
+  if (!reference_ || !backend->canGetReference(reference_.get())) {
     throw Exception("EFAILED",
                     __("a JavaScript value can be used only on the thread that it belongs to, "
                        "while its environment lives"),
                     ZAX_DEBUG_INFO);
   }
-  return Handle(value);
+}
+
+Handle Reference::value() const {
+  check();
+  return Handle(backend->getReference(reference_.get()));
 }
 
 }  // namespace zax

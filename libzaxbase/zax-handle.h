@@ -112,6 +112,9 @@ class Reference {
 
   explicit operator bool() const { return reference_ != nullptr; }
 
+  /// Throws what value() throws. Any thread.
+  void check() const;
+
   /// The value. Throws an Exception with code "EFAILED" on another thread than that which made it,
   /// and after the end of its environment.
   Handle value() const;

@@ -329,10 +329,14 @@ ZaxReference* makeReference(ZaxValue* value) {
   return Environment::current()->references().make(currentIsolate(), toLocal(value));
 }
 
-ZaxValue* getReference(ZaxReference* reference) {
+bool canGetReference(ZaxReference* reference) {
   const Environment* here = Environment::current();
-  const bool mine = here && &here->references() == reference->owner.get();
-  return mine ? toSlot(reference->value.Get(currentIsolate())) : nullptr;
+  return here && &here->references() == reference->owner.get();
+}
+
+ZaxValue* getReference(ZaxReference* reference) {
+  if (!canGetReference(reference)) return nullptr;
+  return toSlot(reference->value.Get(currentIsolate()));
 }
 
 void releaseReference(ZaxReference* reference) { References::release(reference); }
@@ -440,6 +444,7 @@ const ZaxBackend backendTable = {
     makeFunction,
     makeReference,
     getReference,
+    canGetReference,
     releaseReference,
     takeThrown,
     throwReference,

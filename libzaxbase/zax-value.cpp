@@ -103,8 +103,8 @@ long long unitsPerMillisecond(long long numerator, long long denominator) {
 
 long long wholeUnits(Handle got, double milliseconds, long long numerator, long long denominator,
                      double min, double end) {
-  const double units = milliseconds * static_cast<double>(denominator) /
-                       (static_cast<double>(numerator) * 1000);
+  const double units =
+      milliseconds * static_cast<double>(denominator) / (static_cast<double>(numerator) * 1000);
   const double whole = std::nearbyint(units);
   // A fraction of a millisecond is seldom exact in binary: 0.1 ms are 100 microseconds all the
   // same.

@@ -265,13 +265,16 @@ class Keeper {
   std::deque<std::string> texts_;
 };
 
-/// Whether a type holds a `std::string_view`, which needs a Keeper.
-template <typename T>
-inline constexpr bool holdsView = false;
+/// Whether a type is, or has among its template arguments, one that lives no longer than the call:
+/// a `std::string_view`, which needs a Keeper, or a Handle.
+template <typename T, typename Held>
+inline constexpr bool holds = std::is_same_v<T, Held>;
+template <template <typename...> class Outer, typename... Inner, typename Held>
+inline constexpr bool holds<Outer<Inner...>, Held> = (holds<Inner, Held> || ...);
+template <typename T, std::size_t N, typename Held>
+inline constexpr bool holds<std::array<T, N>, Held> = holds<T, Held>;
 template <>
-inline constexpr bool holdsView<std::string_view> = true;
-template <template <typename...> class Outer, typename... Inner>
-inline constexpr bool holdsView<Outer<Inner...>> = (holdsView<Inner> || ...);
+inline constexpr bool holds<std::string_view, std::string_view> = true;
 
 template <>
 struct Value<std::string_view> {
@@ -446,8 +449,7 @@ struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zer
     if constexpr (isWhole) {
       constexpr auto min = static_cast<double>(std::numeric_limits<Rep>::min());
       constexpr double end = static_cast<double>(std::numeric_limits<Rep>::max()) + 1;
-      return T(static_cast<Rep>(
-          wholeUnits(got, number, T::period::num, T::period::den, min, end)));
+      return T(static_cast<Rep>(wholeUnits(got, number, T::period::num, T::period::den, min, end)));
     } else {
       return T(static_cast<Rep>(number * T::period::den / (1000.0 * T::period::num)));
     }
@@ -491,8 +493,12 @@ struct Value<F<R(Args...)>> {
   static constexpr unsigned kinds = 1U << ZaxFunctionKind;
 
   static F<R(Args...)> from(Handle value) {
+    static_assert(!holds<std::decay_t<R>, std::string_view>,
+                  "what a JavaScript function returns ends with the call: instead of a "
+                  "std::string_view use a std::string");
     if (!value.isFunction()) throw BadArgument("function", value);
     return [function = Reference(value)](Args... args) -> R {
+      function.check();
       Scope scope;
       ZaxValue* const arguments[] = {zax::to(std::forward<Args>(args)).get()..., nullptr};
       ZaxValue* const result = backend->call(function.value().get(), arguments, sizeof...(Args));
@@ -509,6 +515,9 @@ struct Value<F<R(Args...)>> {
 
  private:
   static R readResult([[maybe_unused]] Scope& scope, [[maybe_unused]] Handle result) {
+    static_assert(
+        std::is_same_v<R, Handle> || !holds<std::decay_t<R>, Handle>,
+        "of what a JavaScript function returns only a plain zax::Handle outlives the call");
     if constexpr (std::is_same_v<R, Handle>) {
       return scope.close(result);
     } else if constexpr (!std::is_void_v<R>) {
