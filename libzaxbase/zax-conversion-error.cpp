@@ -21,6 +21,16 @@ bool isIdentifier(const std::string& name) {
   return true;
 }
 
+/// A name in quotes, without characters that would end it or the message.
+std::string quoted(const std::string& name) {
+  std::string text = "\"";
+  for (const char c : name) {
+    if (c == '"' || c == '\\') text += '\\';
+    text += c == '\0' ? ' ' : c;
+  }
+  return text + "\"";
+}
+
 /// Whether a UTF-8 character can be cut off before this byte.
 bool beginsCharacter(char byte) { return (byte & 0xc0) != 0x80; }
 
@@ -52,7 +62,7 @@ void ConversionError::inElement(std::size_t index) {
 }
 
 void ConversionError::inMember(const std::string& name) {
-  path_ = isIdentifier(name) ? concat({".", name, path_}) : concat({"[\"", name, "\"]", path_});
+  path_ = isIdentifier(name) ? concat({".", name, path_}) : concat({"[", quoted(name), "]", path_});
 }
 
 void ConversionError::inCallback() { path_.insert(0, "result of the callback"); }

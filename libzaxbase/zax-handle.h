@@ -51,7 +51,7 @@ class Handle {
   /// A property of an object, inherited ones included; `undefined` where there is none.
   Handle property(std::string_view name) const;
 
-  /// Defines an own property of an object.
+  /// Defines an own property of an object; `key` is a string or a symbol.
   void set(std::string_view name, Handle value) const;
   void set(Handle key, Handle value) const;
 
