@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "zax-base.h"
+#include "zax-declaration.h"
 #include "zax-handle.h"
 
 namespace zax {
@@ -10,26 +11,6 @@ namespace zax {
 namespace {
 
 constexpr std::size_t longestPath = 240;  // characters
-
-/// Whether a name can follow a dot.
-bool isIdentifier(const std::string& name) {
-  if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
-  for (const char c : name) {
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '$';
-    if (!letter && !(c >= '0' && c <= '9')) return false;
-  }
-  return true;
-}
-
-/// A name in quotes, without characters that would end it or the message.
-std::string quoted(const std::string& name) {
-  std::string text = "\"";
-  for (const char c : name) {
-    if (c == '"' || c == '\\') text += '\\';
-    text += c == '\0' ? ' ' : c;
-  }
-  return text + "\"";
-}
 
 /// Whether a UTF-8 character can be cut off before this byte.
 bool beginsCharacter(char byte) { return (byte & 0xc0) != 0x80; }

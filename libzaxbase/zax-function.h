@@ -48,7 +48,7 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// The line of a declaration file, as in `mean(values: number[]): number`.
+  /// What follows the name in a declaration file, as in `(values: number[]): number`.
   std::string declaration() const;
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
