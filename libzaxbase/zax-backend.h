@@ -96,7 +96,7 @@ struct ZaxBulk {
 struct ZaxBytesView {
   size_t size;               ///< bytes
   enum ZaxElementType type;  ///< of a typed array
-  bool resizable;            ///< whether the size may change while script runs
+  bool resizable;            ///< whether script can take memory away
   bool detached;             ///< whether the memory has gone elsewhere
 };
 
@@ -159,6 +159,7 @@ struct ZaxBackend {
   ZaxValue* (*makeArray)(ZaxValue* const* elements, size_t count);
   ZaxValue* (*makeObject)();
   ZaxValue* (*makeMap)();
+  // These three return null for more bytes than a view can have.
   /// A Buffer over `data`, which is released by free(data, hint) on any thread; also when it fails.
   ZaxValue* (*makeBuffer)(uint8_t* data, size_t size, void (*free)(void* data, void* hint),
                           void* hint);
@@ -215,6 +216,8 @@ struct ZaxBackend {
   // that made them, null elsewhere and after the end.
   ZaxReference* (*makeReference)(ZaxValue* value);
   ZaxValue* (*getReference)(ZaxReference* reference);
+  /// Whether getReference gives the value here and now. Any thread.
+  bool (*canGetReference)(ZaxReference* reference);
   void (*releaseReference)(ZaxReference* reference);
 
   // Errors.

@@ -1,7 +1,10 @@
 #include "zax-bytes.h"
 
+#include <cerrno>
 #include <new>
 #include <string>
+
+#include "zax-base.h"
 
 namespace zax {
 
@@ -22,8 +25,24 @@ ZaxBytesView readView(Handle value) {
   return view;
 }
 
+/// A view that was made of `size` bytes, or not.
+Handle made(ZaxValue* view, std::size_t size) {
+  if (!view) {
+    throw ConversionError(Errno(ERANGE), concat({std::to_string(size),
+                                                 " bytes are too many for a JavaScript buffer"}));
+  }
+  return Handle(view);
+}
+
 Handle handOver(std::uint8_t* data, std::size_t size, void (*free)(void*, void*), void* hint) {
-  return checked(backend->makeBuffer(data, size, free, hint));
+  return made(backend->makeBuffer(data, size, free, hint), size);
+}
+
+/// The size of bytes that native code is to see where they are.
+std::size_t sizeToShare(Handle value) {
+  const ZaxBytesView view = readView(value);
+  if (view.resizable) throw BadArgument("the buffer is resizable, its memory can go meanwhile");
+  return view.size;
 }
 
 }  // namespace
@@ -40,10 +59,10 @@ SharedMemory::SharedMemory(std::size_t bytes) : size_(bytes) {
 
 Handle SharedMemory::view(ZaxElementType type) const {
   if (!memory_) return SharedMemory(std::size_t(0)).view(type);
-  return checked(backend->makeView(memory_.get(), data_, size_, type));
+  return made(backend->makeView(memory_.get(), data_, size_, type), size_);
 }
 
-Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, readView(value).size)); }
+Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, sizeToShare(value))); }
 
 Handle Value<OwnedBytes>::to(OwnedBytes&& value) {
   const auto free = value.data_.get_deleter();
@@ -62,7 +81,7 @@ std::vector<std::uint8_t> Value<std::vector<std::uint8_t>>::from(Handle value) {
 
 Handle Value<std::vector<std::uint8_t>>::to(const std::vector<std::uint8_t>& value) {
   if (value.size() > smallSize) return to(std::vector<std::uint8_t>(value));
-  return checked(backend->makeSmallBuffer(value.data(), value.size()));
+  return made(backend->makeSmallBuffer(value.data(), value.size()), value.size());
 }
 
 Handle Value<std::vector<std::uint8_t>>::to(std::vector<std::uint8_t>&& value) {
@@ -78,7 +97,7 @@ SharedMemory readTypedArray(Handle value, ZaxElementType type) {
   if (!backend->getBytes(value.get(), &view) || view.type != type) {
     throw BadArgument(nameOf(type), value);
   }
-  return SharedMemory(value, readView(value).size);
+  return SharedMemory(value, sizeToShare(value));
 }
 
 const char* nameOf(ZaxElementType type) {

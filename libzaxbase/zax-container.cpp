@@ -15,6 +15,17 @@ constexpr std::size_t chunkSize = 64;        // elements that are read one by on
 constexpr std::size_t bulkThreshold = 16;    // from so many elements on, script does the work
 constexpr std::size_t mostReserved = 65536;  // an array may claim a length without elements
 
+/// A scope, unless what is made in it must live on.
+class ScopeUnless {
+ public:
+  explicit ScopeUnless(bool keeps) {
+    if (!keeps) scope_.emplace();
+  }
+
+ private:
+  std::optional<Scope> scope_;
+};
+
 struct CloseBulk {
   void operator()(ZaxBulk* bulk) const { backend->closeBulk(bulk); }
 };
@@ -46,7 +57,7 @@ std::size_t numbersIn(const StructType& type) {
 void readEach(Handle array, const SequenceType& type, void* container, std::size_t* index,
               std::size_t end) {
   while (*index < end) {
-    const Scope scope;
+    const ScopeUnless scope(type.keepsHandles);
     ZaxValue* elements[chunkSize];
     const std::size_t count = std::min(chunkSize, end - *index);
     checked(backend->getElements(array.get(), *index, count, elements));
@@ -187,7 +198,7 @@ void readMap(Handle object, const MapType& type, void* map) {
                                                  : backend->getMapEntries(object.get()));
   const std::size_t length = entries.length();
   for (std::size_t i = 0; i < length; i += 2) {
-    const Scope scope;
+    const ScopeUnless scope(type.keepsHandles);
     ZaxValue* entry[2];
     checked(backend->getElements(entries.get(), i, 2, entry));
     atEntry(type, i / 2, Handle(entry[0]),

@@ -19,8 +19,8 @@ struct StructType;
 
 /// What the loops need to know of a container and its elements.
 struct SequenceType {
-  ZaxColumn column;              ///< of the elements
   const StructType* structType;  ///< of the elements, where they are structs made in place
+  bool keepsHandles;             ///< so that they must live as long as the call
 
   // Reading: `container` is the one to fill.
   void (*reserve)(void* container, std::size_t count);
@@ -47,6 +47,7 @@ struct MapType {
   Handle (*key)(const void* iterator);
   Handle (*nextValue)(void* iterator);
   bool stringKeys;
+  bool keepsHandles;  ///< so that they must live as long as the call
 };
 
 /// Reads a plain object, or a Map where the keys are no strings.
@@ -132,19 +133,19 @@ constexpr SequenceType sequenceTypeOf() {
   using Functions = SequenceFunctions<C>;
   using Element = typename C::value_type;
   SequenceType type{};
-  type.column = columnOf<Element>;
+  type.keepsHandles = holds<Element, Handle>;
   type.reserve = Functions::reserve;
   if constexpr (structTypeOf<Element> != nullptr) type.structType = structTypeOf<Element>;
   if constexpr (isReadable<Element>) {
     type.addValue = Functions::addValue;
-    if constexpr (columnOf<Element> != ZaxValueColumn) type.addNumbers = Functions::addNumbers;
+    if constexpr (columnOf<Element> == ZaxNumberColumn) type.addNumbers = Functions::addNumbers;
     if constexpr (structTypeOf<Element> != nullptr && isGrowing<C>) {
       type.addStruct = Functions::addStruct;
     }
   }
   if constexpr (isWritable<Element>) {
     type.nextValue = Functions::nextValue;
-    if constexpr (columnOf<Element> != ZaxValueColumn) type.nextNumbers = Functions::nextNumbers;
+    if constexpr (columnOf<Element> == ZaxNumberColumn) type.nextNumbers = Functions::nextNumbers;
     if constexpr (structTypeOf<Element> != nullptr) type.nextStruct = Functions::nextStruct;
   }
   return type;
@@ -247,7 +248,8 @@ struct Value<M, std::enable_if_t<isContainer<M> && isMap<M>>> {
     return zax::to((*static_cast<typename M::const_iterator*>(iterator))++->second);
   }
 
-  static constexpr MapType type{add, key, nextValue, stringKeys};
+  static constexpr MapType type{add, key, nextValue, stringKeys,
+                                holds<Key, Handle> || holds<Mapped, Handle>};
 };
 
 }  // namespace zax

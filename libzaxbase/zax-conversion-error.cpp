@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "zax-base.h"
+#include "zax-declaration.h"
 #include "zax-handle.h"
 
 namespace zax {
@@ -10,16 +11,6 @@ namespace zax {
 namespace {
 
 constexpr std::size_t longestPath = 240;  // characters
-
-/// Whether a name can follow a dot.
-bool isIdentifier(const std::string& name) {
-  if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
-  for (const char c : name) {
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '$';
-    if (!letter && !(c >= '0' && c <= '9')) return false;
-  }
-  return true;
-}
 
 /// Whether a UTF-8 character can be cut off before this byte.
 bool beginsCharacter(char byte) { return (byte & 0xc0) != 0x80; }
@@ -52,7 +43,7 @@ void ConversionError::inElement(std::size_t index) {
 }
 
 void ConversionError::inMember(const std::string& name) {
-  path_ = isIdentifier(name) ? concat({".", name, path_}) : concat({"[\"", name, "\"]", path_});
+  path_ = isIdentifier(name) ? concat({".", name, path_}) : concat({"[", quoted(name), "]", path_});
 }
 
 void ConversionError::inCallback() { path_.insert(0, "result of the callback"); }

@@ -52,6 +52,13 @@ class BadArgument : public ConversionError {
   explicit BadArgument(const std::string& problem);
 };
 
+/// Objects within each other that go too deep. Ends the whole conversion: no other alternative of a
+/// variant is tried.
+class TooDeep : public BadArgument {
+ public:
+  using BadArgument::BadArgument;
+};
+
 }  // namespace zax
 
 #endif

@@ -25,7 +25,7 @@ std::string Declarations::nameFor(const std::string& cppName) const {
     return false;
   };
   const std::size_t colon = cppName.rfind(':');
-  std::string name = colon == std::string::npos ? cppName : cppName.substr(colon + 1);
+  std::string name = declarable(colon == std::string::npos ? cppName : cppName.substr(colon + 1));
   while (isTaken(name)) name += "_";
   return name;
 }
@@ -41,6 +41,37 @@ std::string Declarations::refer(const std::string& cppName, const void* type, Wr
     declared.text = text.replace(text.find('%'), 1, declared.name);
   }
   return current->types_[index].name;
+}
+
+bool isIdentifier(const std::string& name) {
+  if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
+  for (const char c : name) {
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '$';
+    if (!letter && !(c >= '0' && c <= '9')) return false;
+  }
+  return true;
+}
+
+std::string quoted(const std::string& name) {
+  std::string text = "\"";
+  for (const char c : name) {
+    if (c == '"' || c == '\\') text += '\\';
+    text += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+  }
+  return text + "\"";
+}
+
+std::string declarable(const std::string& name) {
+  constexpr std::string_view words =
+      " arguments await break case catch class const continue debugger default delete do else enum "
+      "eval export extends false finally for function if implements import in instanceof interface "
+      "let new null package private protected public return static super switch this throw true "
+      "try typeof var void while with yield ";
+  if (words.find(concat({" ", name, " "})) != std::string_view::npos) return name + "_";
+  if (isIdentifier(name)) return name;
+  std::string result = "_";
+  for (const char c : name) result += isIdentifier({'_', c}) ? c : '_';
+  return result;
 }
 
 std::string Declarations::text() const {

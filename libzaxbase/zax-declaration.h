@@ -41,6 +41,15 @@ class Declarations {
   std::vector<Declared> types_;
 };
 
+/// Whether a name needs no quotes.
+bool isIdentifier(const std::string& name);
+
+/// A name in double quotes, without characters that would end it or a message.
+std::string quoted(const std::string& name);
+
+/// The name itself where something can be declared under it, otherwise one that is like it.
+std::string declarable(const std::string& name);
+
 /// Whether `undefined` is among the alternatives of a type in TypeScript.
 bool acceptsUndefined(const std::string& declaration);
 

@@ -1,5 +1,7 @@
 #include "zax-fields.h"
 
+#include <pthread.h>
+
 #include <cerrno>
 
 #include "zax-base.h"
@@ -43,11 +45,34 @@ void forEachMember(const StructType& type, const Body& body) {
 
 }  // namespace
 
+namespace {
+
+constexpr std::size_t stackReserve = 65536;  // bytes: for what one conversion and an error need
+
+/// The lowest address to which conversions may use this thread's stack; null where it is unknown.
+const char* stackLimit() {
+  void* lowest = nullptr;
+#ifdef __linux__
+  std::size_t size;
+  pthread_attr_t attributes;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return nullptr;
+  pthread_attr_getstack(&attributes, &lowest, &size);
+  pthread_attr_destroy(&attributes);
+#endif
+  return lowest ? static_cast<const char*>(lowest) + stackReserve : nullptr;
+}
+
+}  // namespace
+
 thread_local int DepthGuard::depth = 0;
 
 DepthGuard::DepthGuard() {
+  static thread_local const char* const limit = stackLimit();
+  if (static_cast<const char*>(__builtin_frame_address(0)) < limit) {
+    throw TooDeep("objects within each other deeper than the stack allows");
+  }
   if (depth == deepest) {
-    throw BadArgument("objects within each other to a depth of 1000 at the most");
+    throw TooDeep("objects within each other to a depth of 1000 at the most");
   }
   ++depth;
 }

@@ -33,7 +33,7 @@ struct StructType {
 /// Ends a conversion that goes too deep, which a cyclic object would otherwise do to the process.
 class DepthGuard {
  public:
-  /// Throws BadArgument at a depth of 1,000 structs within each other.
+  /// Throws TooDeep at a depth of 1,000 structs within each other, and where the stack ends sooner.
   DepthGuard();
   ~DepthGuard() { --depth; }
   DepthGuard(const DepthGuard&) = delete;
@@ -62,7 +62,8 @@ struct Fields {
 template <typename T, auto member>
 struct MemberFunctions {
   using Type = std::decay_t<decltype(std::declval<T&>().*member)>;
-  static constexpr bool readable = isReadable<Type> && !holdsView<Type>;
+  static constexpr bool readable =
+      isReadable<Type> && !holds<Type, std::string_view> && !holds<Type, Handle>;
 
   static Type& of(void* object) { return static_cast<T*>(object)->*member; }
   static const Type& of(const void* object) { return static_cast<const T*>(object)->*member; }
@@ -104,9 +105,10 @@ struct Value<T, std::enable_if_t<Fields<T>::exist>> {
   static constexpr unsigned kinds = 1U << ZaxObject | 1U << ZaxMap | 1U << ZaxDate | 1U << ZaxBytes;
 
   static T from(Handle value) {
-    static_assert(Fields<T>::Type::readable,
-                  "a member of this struct has a type that cannot come from JavaScript: specialise "
-                  "zax::Value for it (and instead of a std::string_view use a std::string)");
+    static_assert(
+        Fields<T>::Type::readable,
+        "a member of this struct has a type that cannot come from JavaScript: specialise "
+        "zax::Value for it (a std::string_view and a zax::Handle end too soon to be one)");
     T result{};
     readStruct(value, Fields<T>::Type::type, &result);
     return result;

@@ -171,10 +171,10 @@ std::string Function::describe(int position) const {
 }
 
 std::string Function::declaration() const {
-  std::string text = concat({name_, "("});
+  std::string text = "(";
   for (int i = 0; i < signature_.count; ++i) {
     if (i > 0) text += ", ";
-    text += names_.empty() ? concat({"arg", std::to_string(i + 1)}) : names_[i];
+    text += names_.empty() ? concat({"arg", std::to_string(i + 1)}) : declarable(names_[i]);
     const std::string type = signature_.parameters[i]();
     const bool optional = i >= signature_.required;
     text += concat({optional ? "?: " : ": ", type, acceptsUndefined(type) ? " | null" : ""});

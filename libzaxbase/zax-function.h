@@ -48,7 +48,7 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// The line of a declaration file, as in `mean(values: number[]): number`.
+  /// What follows the name in a declaration file, as in `(values: number[]): number`.
   std::string declaration() const;
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
@@ -89,7 +89,8 @@ template <typename R, typename... P>
 struct CallOf {
   using Arguments = std::tuple<std::decay_t<P>...>;
   using Result = std::decay_t<R>;
-  using MaybeKeeper = std::conditional_t<(holdsView<std::decay_t<P>> || ...), Keeper, NoKeeper>;
+  using MaybeKeeper =
+      std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
 
   static std::string resultDeclaration() {
     if constexpr (std::is_void_v<R>) {

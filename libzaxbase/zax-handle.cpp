@@ -44,6 +44,8 @@ Handle Handle::property(std::string_view name) const {
 void Handle::set(std::string_view name, Handle value) const { set(text(name), value); }
 
 void Handle::set(Handle key, Handle value) const {
+  if (!isObject()) throw BadArgument("object", *this);
+  if (!key.isString() && key.kind() != ZaxSymbol) throw BadArgument("string or symbol", key);
   checked(backend->setProperty(value_, key.get(), value.get()));
 }
 
@@ -69,20 +71,23 @@ Handle Handle::array(const std::vector<Handle>& elements) {
 }
 
 std::string Handle::description() const {
-  char text[96];
+  char text[160];
   backend->describe(value_, text, sizeof(text));
   return text;
 }
 
-Handle Reference::value() const {
-  ZaxValue* value = reference_ ? backend->getReference(reference_.get()) : nullptr;
-  if (!value) {
+void Reference::check() const {
+  if (!reference_ || !backend->canGetReference(reference_.get())) {
     throw Exception("EFAILED",
                     __("a JavaScript value can be used only on the thread that it belongs to, "
                        "while its environment lives"),
                     ZAX_DEBUG_INFO);
   }
-  return Handle(value);
+}
+
+Handle Reference::value() const {
+  check();
+  return Handle(backend->getReference(reference_.get()));
 }
 
 }  // namespace zax

@@ -51,7 +51,7 @@ class Handle {
   /// A property of an object, inherited ones included; `undefined` where there is none.
   Handle property(std::string_view name) const;
 
-  /// Defines an own property of an object.
+  /// Defines an own property of an object; `key` is a string or a symbol.
   void set(std::string_view name, Handle value) const;
   void set(Handle key, Handle value) const;
 
@@ -111,6 +111,9 @@ class Reference {
   }
 
   explicit operator bool() const { return reference_ != nullptr; }
+
+  /// Throws what value() throws. Any thread.
+  void check() const;
 
   /// The value. Throws an Exception with code "EFAILED" on another thread than that which made it,
   /// and after the end of its environment.

@@ -28,26 +28,19 @@ struct ModuleContents {
 
 namespace {
 
-bool isReserved(const std::string& name) {
-  constexpr std::string_view words =
-      " await break case catch class const continue debugger default delete do else enum export "
-      "extends false finally for function if import in instanceof let new null return static super "
-      "switch this throw true try typeof var void while with yield ";
-  return words.find(concat({" ", name, " "})) != std::string_view::npos;
-}
-
 /// The members of a group's type.
 std::string declareMembers(const ModuleContents& contents, const std::string& indentation) {
   std::string text;
   for (const auto& entry : contents.entries) {
+    const std::string name = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
     text += concat({documentation(entry.text, indentation), indentation});
     if (entry.function) {
-      text += entry.function->declaration();
+      text += name + entry.function->declaration();
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
-      text += concat({entry.name, ": {\n", members, indentation, "}"});
+      text += concat({name, ": {\n", members, indentation, "}"});
     } else {
-      text += concat({"readonly ", entry.name, ": ", entry.declaration()});
+      text += concat({"readonly ", name, ": ", entry.declaration()});
     }
     text += ";\n";
   }
@@ -56,24 +49,20 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
 
 /// What a name is declared as: `keyword` and its type.
 std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
-  if (entry.function) {
-    const std::string declaration = entry.function->declaration();
-    return concat({"function ", name, std::string_view(declaration).substr(entry.name.size())});
-  }
+  if (entry.function) return concat({"function ", name, entry.function->declaration()});
   if (entry.group)
     return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
   return concat({"const ", name, ": ", entry.declaration()});
 }
 
-/// One export, as a statement. A word of the language can be exported under its name, but not
-/// declared under it.
+/// One export, as a statement. Any name can be exported, but not every one declared.
 std::string declareExport(const ModuleContents::Entry& entry) {
   const std::string head = documentation(entry.text, "");
-  const std::string& name = entry.name;
-  if (!isReserved(name)) return concat({head, "export ", declareAs(entry, name), ";\n\n"});
-  const std::string other = concat({name, "_"});
-  return concat(
-      {head, "declare ", declareAs(entry, other), ";\nexport { ", other, " as ", name, " };\n\n"});
+  const std::string name = declarable(entry.name);
+  if (name == entry.name) return concat({head, "export ", declareAs(entry, name), ";\n\n"});
+  const std::string exported = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
+  return concat({head, "declare ", declareAs(entry, name), ";\nexport { ", name, " as ", exported,
+                 " };\n\n"});
 }
 
 constexpr const char* errorDeclaration =

@@ -196,9 +196,13 @@ ZaxValue* getProperty(ZaxValue* object, const char* name, std::size_t bytes) {
 
 bool setProperty(ZaxValue* object, ZaxValue* key, ZaxValue* value) {
   const ScriptGuard guard(currentIsolate());
-  return as<v8::Object>(object)
-      ->CreateDataProperty(context(), as<v8::Name>(key), toLocal(value))
-      .FromMaybe(false);
+  const auto defined =
+      as<v8::Object>(object)->CreateDataProperty(context(), as<v8::Name>(key), toLocal(value));
+  if (defined.IsJust() && !defined.FromJust()) {
+    currentIsolate()->ThrowException(
+        v8::Exception::TypeError(as<v8::String>(makeString("Cannot define property", 22))));
+  }
+  return defined.FromMaybe(false);
 }
 
 ZaxValue* getEntries(ZaxValue* value) {
@@ -248,7 +252,9 @@ ZaxValue* makeStruct(const ZaxShape* shape, ZaxValue* const* values) {
   const v8::Local<v8::Object> object = v8::Object::New(here);
   const auto& names = Environment::current()->scriptsOf(shape).names(here);
   for (std::size_t i = 0; i < shape->count; ++i) {
-    object->CreateDataProperty(current, names[i].Get(here), toLocal(values[i])).Check();
+    const auto defined =
+        object->CreateDataProperty(current, names[i].Get(here), toLocal(values[i]));
+    if (defined.IsNothing()) return nullptr;  // The thread is being terminated.
   }
   return toSlot(object);
 }
@@ -329,10 +335,14 @@ ZaxReference* makeReference(ZaxValue* value) {
   return Environment::current()->references().make(currentIsolate(), toLocal(value));
 }
 
-ZaxValue* getReference(ZaxReference* reference) {
+bool canGetReference(ZaxReference* reference) {
   const Environment* here = Environment::current();
-  const bool mine = here && &here->references() == reference->owner.get();
-  return mine ? toSlot(reference->value.Get(currentIsolate())) : nullptr;
+  return here && &here->references() == reference->owner.get();
+}
+
+ZaxValue* getReference(ZaxReference* reference) {
+  if (!canGetReference(reference)) return nullptr;
+  return toSlot(reference->value.Get(currentIsolate()));
 }
 
 void releaseReference(ZaxReference* reference) { References::release(reference); }
@@ -366,12 +376,14 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   if (value->IsSymbol()) return (void)std::snprintf(text, size, "a symbol");
   v8::Local<v8::String> string;
   if (!value->ToString(context()).ToLocal(&string)) string = v8::String::Empty(currentIsolate());
-  if (string->Length() > shortText) {
+  const bool isShort = string->Length() <= shortText;
+  const v8::String::Utf8Value utf8(currentIsolate(),
+                                   isShort ? string : v8::String::Empty(currentIsolate()));
+  if (!isShort || std::strlen(*utf8) < static_cast<std::size_t>(utf8.length())) {
     const char* type = value->IsString() ? "string" : "bigint";
     std::snprintf(text, size, "a %s of %d characters", type, string->Length());
     return;
   }
-  const v8::String::Utf8Value utf8(currentIsolate(), string);
   const char* format = value->IsString() ? "\"%s\"" : value->IsBigInt() ? "%sn" : "%s";
   std::snprintf(text, size, format, *utf8);
 }
@@ -440,6 +452,7 @@ const ZaxBackend backendTable = {
     makeFunction,
     makeReference,
     getReference,
+    canGetReference,
     releaseReference,
     takeThrown,
     throwReference,

@@ -21,17 +21,22 @@ v8::MaybeLocal<v8::Function> compile(v8::Local<v8::Context> context, const std::
   };
   v8::Local<v8::String> parameters[] = {text("array"),   text("from"),     text("to"),
                                         text("numbers"), text("capacity"), text("values")};
-  v8::ScriptCompiler::Source source(text(body));
+  // Strict: a getter must not find the shared memory in the arguments of its caller.
+  v8::ScriptCompiler::Source source(text(concat({"'use strict';\n", body})));
   return v8::ScriptCompiler::CompileFunction(context, &source, 6, parameters);
 }
 
-/// Stores the elements of an array of the framework's own. (Array::Iterate is faster, but its
-/// handles end with each of its steps.)
-void takeElements(v8::Local<v8::Context> context, v8::Local<v8::Array> array, ZaxValue** values) {
-  const std::uint32_t length = array->Length();
-  for (std::uint32_t i = 0; i < length; ++i) {
-    values[i] = toSlot(array->Get(context, i).ToLocalChecked());
+/// Stores the elements of an array of the framework's own, which has none where script has put
+/// setters on Array.prototype. (Array::Iterate is faster, but its handles end with each of its
+/// steps.)
+bool takeElements(v8::Local<v8::Context> context, v8::Local<v8::Array> array, ZaxValue** values,
+                  std::size_t count) {
+  for (std::uint32_t i = 0; i < count; ++i) {
+    v8::Local<v8::Value> element;
+    if (!array->Get(context, i).ToLocal(&element)) return false;
+    values[i] = toSlot(element);
   }
+  return true;
 }
 
 }  // namespace
@@ -135,8 +140,8 @@ bool ShapeScripts::read(v8::Isolate* isolate, ZaxBulk& bulk, v8::Local<v8::Value
   if (!script(isolate, Reader).ToLocal(&reader)) return false;
   if (!reader->Call(context, v8::Undefined(isolate), 5, arguments).ToLocal(&values)) return false;
   *rows = static_cast<std::size_t>(bulk.numbers[capacity]) - from;
-  if (shape_) takeElements(context, values.As<v8::Array>(), bulk.values);
-  return true;
+  return !shape_ ||
+         takeElements(context, values.As<v8::Array>(), bulk.values, *rows * valueColumns());
 }
 
 bool ShapeScripts::write(v8::Isolate* isolate, ZaxBulk& bulk, v8::Local<v8::Value> array,

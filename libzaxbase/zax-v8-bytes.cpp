@@ -35,6 +35,11 @@ ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
   return ZaxNoElement;
 }
 
+/// Whether script can take memory away that native code looks at; shared memory only grows.
+bool canShrink(const v8::BackingStore& store) {
+  return store.IsResizableByUserJavaScript() && !store.IsShared();
+}
+
 /// Where a value's bytes lie; for a view this gives its array a buffer, if it had none.
 std::shared_ptr<v8::BackingStore> storeOf(v8::Local<v8::Value> value, std::size_t* offset) {
   *offset = 0;
@@ -74,7 +79,11 @@ v8::Local<v8::Value> newView(v8::Local<Buffer> buffer, std::size_t offset, std::
   }
 }
 
+/// Whether V8 has a view of that many bytes; it would end the process otherwise.
+bool fits(std::size_t size) { return size <= node::Buffer::kMaxLength; }
+
 ZaxValue* newBuffer(v8::Local<v8::ArrayBuffer> memory, std::size_t offset, std::size_t size) {
+  if (!fits(size)) return nullptr;
   v8::Local<v8::Uint8Array> buffer;
   if (!node::Buffer::New(currentIsolate(), memory, offset, size).ToLocal(&buffer)) return nullptr;
   return toSlot(buffer);
@@ -92,21 +101,19 @@ bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
     // A small array without a buffer of its own can be neither detached nor resized.
     if (!array->HasBuffer()) return true;
     const auto buffer = array->Buffer();
-    view->resizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+    view->resizable = canShrink(*buffer->GetBackingStore());
     view->detached = buffer->WasDetached();
     return true;
   }
   if (value->IsArrayBuffer()) {
     const auto buffer = value.As<v8::ArrayBuffer>();
     view->size = buffer->ByteLength();
-    view->resizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+    view->resizable = canShrink(*buffer->GetBackingStore());
     view->detached = buffer->WasDetached();
     return true;
   }
   if (!value->IsSharedArrayBuffer()) return false;
-  const auto store = value.As<v8::SharedArrayBuffer>()->GetBackingStore();
   view->size = value.As<v8::SharedArrayBuffer>()->ByteLength();
-  view->resizable = store->IsResizableByUserJavaScript();
   return true;
 }
 
@@ -140,6 +147,7 @@ ZaxMemory* allocateMemory(std::size_t bytes, std::uint8_t** data) {
 
 ZaxValue* makeView(ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
                    ZaxElementType type) {
+  if (!fits(size)) return nullptr;
   const auto& store = memory->store;
   const std::size_t offset = data - static_cast<const std::uint8_t*>(store->Data());
   if (store->IsShared()) {

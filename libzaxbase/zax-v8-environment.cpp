@@ -13,8 +13,12 @@ namespace zax {
 
 namespace {
 
+/// A text of an error; cut where V8 could not hold it.
 v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
-  return v8::String::NewFromUtf8(isolate, utf8 ? utf8 : "").ToLocalChecked();
+  constexpr std::size_t longest = 1 << 20;
+  if (!utf8) return v8::String::Empty(isolate);
+  const int size = static_cast<int>(strnlen(utf8, longest));
+  return v8::String::NewFromUtf8(isolate, utf8, v8::NewStringType::kNormal, size).ToLocalChecked();
 }
 
 /// The class of errors of this realm: whoever comes first makes it.
@@ -38,7 +42,7 @@ v8::Local<v8::Value> makeCallStack(v8::Isolate* isolate, const ZaxErrorRecord& r
     const ZaxFrame& frame = record.callstack[i];
     const v8::Local<v8::Object> item = v8::Object::New(isolate);
     const auto set = [&](const char* name, const char* text) {
-      item->Set(context, toV8(isolate, name), toV8(isolate, text)).Check();
+      item->Set(context, toV8(isolate, name), toV8(isolate, text)).FromMaybe(false);
     };
     const auto setHex = [&](const char* name, std::uint64_t value) {
       char text[32];
@@ -49,7 +53,7 @@ v8::Local<v8::Value> makeCallStack(v8::Isolate* isolate, const ZaxErrorRecord& r
     set("file", frame.file);
     setHex("offset", frame.offset);
     setHex("address", frame.address);
-    array->Set(context, static_cast<std::uint32_t>(i), item).Check();
+    array->Set(context, static_cast<std::uint32_t>(i), item).FromMaybe(false);
   }
   return array;
 }
@@ -62,7 +66,7 @@ v8::Local<v8::Value> makeSystemDetails(v8::Isolate* isolate, const ZaxErrorRecor
   }
   const v8::Local<v8::Object> details = v8::Object::New(isolate);
   const auto set = [&](const char* name, v8::Local<v8::Value> value) {
-    details->Set(context, toV8(isolate, name), value).Check();
+    details->Set(context, toV8(isolate, name), value).FromMaybe(false);
   };
   if (record.syscode >= 0) set("syscode", v8::Integer::New(isolate, record.syscode));
   if (record.sysdesc && *record.sysdesc) set("sysdesc", toV8(isolate, record.sysdesc));

@@ -1,5 +1,6 @@
 #include "zax-value.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 
@@ -90,21 +91,55 @@ void readTuple(Handle array, ZaxValue** elements, std::size_t count) {
   if (count > 0) checked(backend->getElements(array.get(), 0, count, elements));
 }
 
-double wholeUnits(Handle got, double milliseconds, double numerator, double denominator, double min,
-                  double end) {
-  const double units = milliseconds * denominator / (numerator * 1000);
+namespace {
+
+/// How many units a millisecond has; 0 where that is no whole number.
+long long unitsPerMillisecond(long long numerator, long long denominator) {
+  const bool whole = denominator % 1000 == 0 && denominator / 1000 % numerator == 0;
+  return whole ? denominator / 1000 / numerator : 0;
+}
+
+}  // namespace
+
+long long wholeUnits(Handle got, double milliseconds, long long numerator, long long denominator,
+                     double min, double end) {
+  const double units =
+      milliseconds * static_cast<double>(denominator) / (static_cast<double>(numerator) * 1000);
   const double whole = std::nearbyint(units);
   // A fraction of a millisecond is seldom exact in binary: 0.1 ms are 100 microseconds all the
   // same.
   if (!(std::abs(units - whole) <= std::abs(units) * 0x1p-50)) {
-    throw BadArgument(concat({"milliseconds that are whole units of ", integerText(numerator), "/",
-                              integerText(denominator), " seconds"}),
+    throw BadArgument(concat({"milliseconds that are whole units of ", std::to_string(numerator),
+                              "/", std::to_string(denominator), " seconds"}),
                       got);
   }
-  if (!(whole >= min && whole < end)) {
+  if (!(whole >= min && whole < std::min(end, 0x1p63))) {
     throw BadArgument("time within the range of its type", got);
   }
-  return whole;
+  // In whole numbers, where it goes: nanoseconds since 1970 are more than a double holds exactly.
+  const long long scale = unitsPerMillisecond(numerator, denominator);
+  long long exact;
+  if (scale > 0 && std::trunc(milliseconds) == milliseconds &&
+      !__builtin_mul_overflow(static_cast<long long>(milliseconds), scale, &exact)) {
+    return exact;
+  }
+  return static_cast<long long>(whole);
+}
+
+double toMilliseconds(long long count, long long numerator, long long denominator) {
+  const long long scale = unitsPerMillisecond(numerator, denominator);
+  if (scale > 0) {
+    return static_cast<double>(count / scale) +
+           static_cast<double>(count % scale) / static_cast<double>(scale);
+  }
+  return static_cast<double>(count) * static_cast<double>(numerator) * 1000 /
+         static_cast<double>(denominator);
+}
+
+double floorMilliseconds(long long count, long long numerator, long long denominator) {
+  const long long scale = unitsPerMillisecond(numerator, denominator);
+  if (scale == 0) return std::floor(toMilliseconds(count, numerator, denominator));
+  return static_cast<double>(count / scale - (count % scale < 0));
 }
 
 double readDate(Handle value) {

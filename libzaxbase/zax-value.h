@@ -265,13 +265,16 @@ class Keeper {
   std::deque<std::string> texts_;
 };
 
-/// Whether a type holds a `std::string_view`, which needs a Keeper.
-template <typename T>
-inline constexpr bool holdsView = false;
+/// Whether a type is, or has among its template arguments, one that lives no longer than the call:
+/// a `std::string_view`, which needs a Keeper, or a Handle.
+template <typename T, typename Held>
+inline constexpr bool holds = std::is_same_v<T, Held>;
+template <template <typename...> class Outer, typename... Inner, typename Held>
+inline constexpr bool holds<Outer<Inner...>, Held> = (holds<Inner, Held> || ...);
+template <typename T, std::size_t N, typename Held>
+inline constexpr bool holds<std::array<T, N>, Held> = holds<T, Held>;
 template <>
-inline constexpr bool holdsView<std::string_view> = true;
-template <template <typename...> class Outer, typename... Inner>
-inline constexpr bool holdsView<Outer<Inner...>> = (holdsView<Inner> || ...);
+inline constexpr bool holds<std::string_view, std::string_view> = true;
 
 template <>
 struct Value<std::string_view> {
@@ -360,6 +363,8 @@ struct Value<std::variant<T...>> {
     try {
       result.emplace(std::in_place_type<Alternative>, zax::from<Alternative>(value));
       return true;
+    } catch (const TooDeep&) {
+      throw;
     } catch (const ConversionError&) {
       return false;
     }
@@ -423,8 +428,12 @@ struct Value<std::pair<A, B>> : TupleValue<std::pair<A, B>, A, B> {};
 
 /// Milliseconds in units of `numerator / denominator` seconds. Throws BadArgument where that is no
 /// whole number from `min` to below `end`.
-double wholeUnits(Handle got, double milliseconds, double numerator, double denominator, double min,
-                  double end);
+long long wholeUnits(Handle got, double milliseconds, long long numerator, long long denominator,
+                     double min, double end);
+
+/// The other way around; exact as far as the fraction fits, or without the fraction.
+double toMilliseconds(long long count, long long numerator, long long denominator);
+double floorMilliseconds(long long count, long long numerator, long long denominator);
 
 /// A valid Date, in milliseconds.
 double readDate(Handle value);
@@ -437,20 +446,26 @@ struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zer
   static std::string declaration() { return "number"; }
 
   static T fromMilliseconds(Handle got, double number) {
-    using Rep = typename T::rep;
-    constexpr double numerator = T::period::num;
-    constexpr double denominator = T::period::den;
-    if constexpr (std::is_floating_point_v<Rep>) {
-      return T(static_cast<Rep>(number * denominator / (numerator * 1000)));
-    } else {
+    if constexpr (isWhole) {
       constexpr auto min = static_cast<double>(std::numeric_limits<Rep>::min());
       constexpr double end = static_cast<double>(std::numeric_limits<Rep>::max()) + 1;
-      return T(static_cast<Rep>(wholeUnits(got, number, numerator, denominator, min, end)));
+      return T(static_cast<Rep>(wholeUnits(got, number, T::period::num, T::period::den, min, end)));
+    } else {
+      return T(static_cast<Rep>(number * T::period::den / (1000.0 * T::period::num)));
     }
   }
   static double milliseconds(const T& value) {
+    if constexpr (isWhole) return toMilliseconds(value.count(), T::period::num, T::period::den);
     return static_cast<double>(value.count()) * T::period::num * 1000 / T::period::den;
   }
+  static double floorMilliseconds(const T& value) {
+    if constexpr (!isWhole) return milliseconds(value);
+    return zax::floorMilliseconds(value.count(), T::period::num, T::period::den);
+  }
+
+ private:
+  using Rep = typename T::rep;
+  static constexpr bool isWhole = std::is_integral_v<Rep>;
 };
 
 /// The points of std::chrono::system_clock.
@@ -461,7 +476,7 @@ struct Value<T, std::void_t<typename T::clock, typename T::duration,
   using Duration = Value<typename T::duration>;
   static T from(Handle value) { return T(Duration::fromMilliseconds(value, readDate(value))); }
   static Handle to(const T& value) {
-    return Handle(backend->makeDate(Duration::milliseconds(value.time_since_epoch())));
+    return Handle(backend->makeDate(Duration::floorMilliseconds(value.time_since_epoch())));
   }
   static std::string declaration() { return "Date"; }
 };
@@ -478,8 +493,12 @@ struct Value<F<R(Args...)>> {
   static constexpr unsigned kinds = 1U << ZaxFunctionKind;
 
   static F<R(Args...)> from(Handle value) {
+    static_assert(!holds<std::decay_t<R>, std::string_view>,
+                  "what a JavaScript function returns ends with the call: instead of a "
+                  "std::string_view use a std::string");
     if (!value.isFunction()) throw BadArgument("function", value);
     return [function = Reference(value)](Args... args) -> R {
+      function.check();
       Scope scope;
       ZaxValue* const arguments[] = {zax::to(std::forward<Args>(args)).get()..., nullptr};
       ZaxValue* const result = backend->call(function.value().get(), arguments, sizeof...(Args));
@@ -496,6 +515,9 @@ struct Value<F<R(Args...)>> {
 
  private:
   static R readResult([[maybe_unused]] Scope& scope, [[maybe_unused]] Handle result) {
+    static_assert(
+        std::is_same_v<R, Handle> || !holds<std::decay_t<R>, Handle>,
+        "of what a JavaScript function returns only a plain zax::Handle outlives the call");
     if constexpr (std::is_same_v<R, Handle>) {
       return scope.close(result);
     } else if constexpr (!std::is_void_v<R>) {
