@@ -79,6 +79,14 @@ struct Model {
     }
   }
 
+  /// The same texts without the room that others took.
+  Model packed() const {
+    Model copy;
+    copy.format = copy.store(format);
+    for (const auto& [key, value] : args) copy.push(key, value);
+    return copy;
+  }
+
   std::string lookup(const std::string& key) const {
     for (const auto& [name, value] : args) {
       if (name == key) return value.value_or("");
@@ -120,8 +128,13 @@ void compare(const zax::MessageBuffer& buffer, const Model& model) {
 
 void fuzzMessage(Input& input) {
   Model model;
+  const Text former = input.text();
+  zax::MessageBuffer buffer;
+  char* copied = nullptr;
+  buffer.copyString(copied, pointer(former));
+  require(textOf(copied) == model.store(former), "copied text");
   const Text format = input.text();
-  zax::MessageBuffer buffer = __(pointer(format));
+  buffer.setFormat(pointer(format));
   model.format = model.store(format);
   while (!input.empty()) {
     const Text key = input.text();
@@ -132,12 +145,13 @@ void fuzzMessage(Input& input) {
   compare(buffer, model);
 
   zax::MessageBuffer copy(buffer);
-  model.overflow = false;
-  compare(copy, model);
+  compare(copy, model.packed());
   copy.assign(copy);
-  compare(copy, model);
+  compare(copy, model.packed());
   copy.clear();
   compare(copy, Model());
+  require(!copy.args[0].key, "cleared");
+  require(std::string(copy.storage, 4096) == std::string(4096, '\0'), "zeroed");
 }
 
 void fuzzErrorCode(Input& input) {

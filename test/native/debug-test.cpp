@@ -24,17 +24,6 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
 
 namespace {
 
-TEST(InlineText, HoldsAtMostItsCapacity) {
-  zax::InlineText<8> text;
-  text.assign("abcdefghi");
-  EXPECT_STREQ(text.c_str(), "abcdefg");
-  text.assign(text.c_str() + 2);
-  EXPECT_EQ(std::string(text.c_str(), 8), std::string("cdefg\0\0", 8));
-  EXPECT_EQ(text.length(), 5u);
-  text.assign(nullptr);
-  EXPECT_TRUE(text.empty());
-}
-
 TEST(DebugInfo, KeepsAndCopiesItsPlace) {
   const DebugInfo here = ZAX_DEBUG_INFO;
   EXPECT_EQ(describe(here), describe({__FILE__, __LINE__ - 1, __func__, -1, nullptr, nullptr}));

@@ -48,17 +48,6 @@ TEST(Exception, EveryClassHasItsCodeMessageAndPlace) {
   EXPECT_STREQ(Exception(MessageBuffer(), place).what(), "");
 }
 
-TEST(Exception, AWrongArgumentCountReportsItsOwnPlace) {
-  const BadArgumentNumber error(3, 1, place);
-  EXPECT_STREQ(error.error().c_str(), "EBADARG");
-  EXPECT_EQ(describe(error.message()),
-            "Bad argument number: expected %(want)s, but got %(got)s want=3:5 got=1:5");
-  const std::string line = std::to_string(error.where().line);
-  EXPECT_NE(line, "4711");
-  EXPECT_EQ(describe(error.where()),
-            "libzaxbase/zax-exception-common.cpp:" + line + ":BadArgumentNumber <> -1 /");
-}
-
 // With standard error closed the report of the overflow fails, and sets errno.
 TEST(Exception, ErrnoOutlivesTheBuildingOfTheMessage) {
   const int savedStderr = dup(STDERR_FILENO);

@@ -37,25 +37,4 @@ TEST(MessageBuffer, ReportsWhatDoesNotFit) {
             "Too many error message arguments (16 max): seventeenth=1.5\n");
 }
 
-TEST(MessageBuffer, CopiesItsTextsPackedAnew) {
-  MessageBuffer source;
-  source.push("k", "v");
-  source.setFormat("dropped");
-  source.setFormat("f");
-  source.push(nullptr, 7);
-  char* copied = nullptr;
-  source.copyString(copied, "loose");
-  EXPECT_STREQ(copied, "loose");
-  MessageBuffer assigned = __("former", "a", 1, "b", 2, "c", 3);
-  assigned.assign(source);
-  for (const MessageBuffer& copy : {MessageBuffer(source), assigned}) {
-    EXPECT_EQ(describe(copy), "f k=v:1 (null)=7:2");
-    EXPECT_EQ(std::string(copy.storage, copy.used), std::string("f\0k\0v\0007\0", 8));
-  }
-  source.clear();
-  EXPECT_EQ(describe(source), "(null)");
-  EXPECT_EQ(source.args[0].key, nullptr);
-  EXPECT_EQ(std::string(source.storage, 4096), std::string(4096, '\0'));
-}
-
 }  // namespace
