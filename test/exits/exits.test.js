@@ -31,46 +31,39 @@ const ends = endsWith(`
   const spin = (ms) => { for (const end = Date.now() + ms; Date.now() < end; ); };
   const nothing = () => {};
   const fail = (message) => { throw new Error(message); };
-  const many = (count, wait, callback) => {
-    for (let i = 0; i < count; i++) asyncEchoWithNotifications(wait, 'n' + i, callback);
-  };
+  const many = (fn, callback) => { for (let i = 0; i < 40; i++) fn(200, 'n' + i, callback); };
   // The other jobs post while the drain is at work.
-  const inNotification = (act) =>
-    many(8, 200, (_, text) => { if (text === 'n3-25%') { spin(200); act('x'); } });
+  const inNotification = (act) => many(asyncEchoWithNotifications, (_, text) => {
+    if (text === 'n3-25%') { spin(200); act('x'); }
+  });
 `);
 
-ends('exit with jobs queued and running', 3)`
-  for (let i = 0; i < 40; i++) asyncEcho(50, 'x', nothing);
-  process.exit(3);`;
-ends('exit with notifications pending', 3)`many(8, 100, nothing); spin(60); process.exit(3);`;
+ends('exit with jobs queued and running', 3)`many(asyncEcho, nothing); process.exit(3);`;
+ends('exit with notifications pending', 3)`
+  many(asyncEchoWithNotifications, nothing); spin(110); process.exit(3);`;
 ends('exit in a notification', 3)`inNotification(() => process.exit(3));`;
 ends('exit in a listener for an exception of a notification', 3)`
   process.on('uncaughtException', () => process.exit(3));
   inNotification(fail);`;
 ends('exception in a notification', 1, '', /Error: x\n {4}at/)`inNotification(fail);`;
-ends('exit in a reply', 3)`many(4, 100, (_, text) => { if (text === 'n1') process.exit(3); });`;
+ends('exit in a reply', 3)`many(asyncEcho, () => process.exit(3));`;
 const ofJob = /ZaxBindingError: simulated job failure.*\n {4}at beginJob \(echo/;
-ends(
-  'exception in an error reply',
-  1,
-  '',
-  ofJob,
-)`asyncEcho(5, 'job_failure', (e) => { throw e; });`;
+ends('exception in an error reply', 1, '', ofJob)`
+  asyncEcho(5, 'job_failure', (error) => { throw error; });`;
 
-const uncaught = ['synchronous reply', 'went on', 'reply', 'error reply', 'last', ''].join('\n');
-ends('exceptions in replies, with a listener', 0, uncaught)`
+ends('exceptions in replies, listened to', 0, 'synchronous\nwent on\nreply\nerror\nlast\n')`
   process.on('uncaughtException', (error) => log(error.message));
   asyncEcho(5, 'x', () => fail('reply'));
-  asyncEcho(30, 'reply_failure', () => fail('error reply'));
-  syncEcho(0, 'x', () => fail('synchronous reply'));
+  asyncEcho(30, 'reply_failure', () => fail('error'));
+  syncEcho(0, 'x', () => fail('synchronous'));
   log('went on');
   asyncEcho(60, 'last', (_, text) => log(text));`;
-const steps = ['n-0%', 'n-25%', 'n-50%', 'n-75%', 'n-100%', 'reply', ''].join('\n');
-ends('an exception in each notification, with a listener', 0, steps)`
+ends('exceptions in notifications, listened to', 0, 'n-0%\nn-25%\nn-50%\nn-75%\nn-100%\nn\n')`
   process.on('uncaughtException', (error) => log(error.message));
   asyncEchoWithNotifications(20, 'n', (_, text) => {
-    if (text === 'n') { log('reply'); process.exit(); }
-    fail(text);
+    if (text !== 'n') fail(text);
+    log(text);
+    process.exit();
   });`;
 ends('errors while another is delivered', 0, 'TEST-ERROR TEST-ERROR EUNKNOWN\n')`
   asyncEcho(0, 'job_failure', (outer) => {
@@ -116,13 +109,10 @@ const nativeEnds = endsWith(`
   const { log } = console;
 `);
 
-for (const [call, type] of [
-  [`bridge.raise('int')`, 'int'],
-  [`bridge.raise('text')`, 'char const\\*'],
-  [`bridge.job('', [], ['int'], '', () => {})`, 'int'],
-]) {
-  nativeEnds(call, 'SIGABRT', report, passedOn(type))`log('before'); ${call};`;
-}
+nativeEnds('a call throws an int', 'SIGABRT', report, passedOn('int'))`
+  log('before'); bridge.raise('int');`;
+nativeEnds('a reply throws an int', 'SIGABRT', report, passedOn('int'))`
+  log('before'); bridge.job('', [], ['int'], '', () => {});`;
 for (const [how, printed, message] of [
   ['text', 'Unhandled exception: boom\n', 'Unhandled exception: boom'],
   ['null', 'Unhandled exception: ', 'Unhandled exception: nullptr'],
@@ -136,15 +126,6 @@ for (const [how, printed, message] of [
 }
 
 const absent = (name) => `JS object ${name} is not a function\n`;
-const notFound = (name) => `JS object ${name} not found\n`;
-const called = 'true true,1,b\nnull null null\nSyntaxError\n';
-const traces = notFound('nothing') + absent('number') + absent('absent');
-nativeEnds('functions called by name', 0, called, traces)`
-  function join(...args) { return [this === globalThis, ...args].join(); }
-  Object.assign(globalThis, { join, fail: () => JSON.parse('{'), nothing: null, number: 5 });
-  log(bridge.v8call('join'), bridge.v8call('join', 1, 'b'));
-  log(bridge.v8call('nothing'), bridge.v8call('number'), bridge.v8call('absent'));
-  try { bridge.v8call('fail'); } catch (error) { log(error.name); }`;
 const tooLong = `Error message exceeds buffer size: ${'x'.repeat(5000)}\n`;
 nativeEnds('a message that does not fit', 0, 'MINE Error message buffer overflow\n', tooLong)`
   globalThis.__ = (...args) => args.join('|');
@@ -153,13 +134,15 @@ nativeEnds('a message that does not fit', 0, 'MINE Error message buffer overflow
 // Functions of the script side that are missing or fail: what is done to one, what a call that
 // fails does then, what each of three jobs does, and what is on standard error every time.
 const create = 'globalThis.createZaxBindingError';
+const takes = 'function (...args) { return [this === globalThis, args.length].join(); }';
 const fails = '() => { throw new Error("script"); }';
 for (const [fate, ofCall, ofEachJob, trace = ''] of [
   [`delete ${create}`, 'returned undefined', '', absent('createZaxBindingError')],
-  [`${create} = null`, 'returned undefined', '', notFound('createZaxBindingError')],
+  [`${create} = null`, 'returned undefined', '', 'JS object createZaxBindingError not found\n'],
   [`${create} = () => null`, 'returned undefined', ''],
   [`${create} = () => undefined`, 'threw undefined', 'replied \n'],
-  [`${create} = () => "text"`, 'threw text', 'replied text\n'],
+  [`${create} = ${takes}`, 'threw true,3', 'replied true,3\n'],
+  [`${create} = 5`, 'returned undefined', '', absent('createZaxBindingError')],
   [`${create} = ${fails}`, 'threw Error: script', 'uncaught Error: script\nreplied \n'],
   ['delete globalThis.__', 'threw ZaxBindingError', 'replied ZaxBindingError\n', absent('__')],
   [`__ = ${fails}`, 'threw Error: script', 'uncaught Error: script\nreplied ZaxBindingError\n'],
