@@ -36,9 +36,9 @@ test('an error of the script on the way is replaced by one of the framework', ()
 });
 
 test('callbacks and numbers of arguments', () => {
-  const number =
+  const count = (got) =>
+    `EBADARG: Bad argument number: expected 5, but got ${got} ` +
     '(zax::BadArgumentNumber in BadArgumentNumber, libzaxbase/zax-exception-common.cpp)';
-  const count = (got) => `EBADARG: Bad argument number: expected 5, but got ${got} ${number}`;
   const table = [
     [[], count(0)],
     [[1, 2, 3, 4], count(4)],
@@ -51,13 +51,9 @@ test('callbacks and numbers of arguments', () => {
   for (const [args, expected] of table) {
     assert.strictEqual(shown(thrownBy(bridge.job, ...args)), expected);
   }
-  const [[kept]] = repliesOf(into.callback, null, () => 'old');
-  const [[held]] = repliesOf(
-    into.callback,
-    () => 'new',
-    () => 'old',
-  );
-  assert.deepStrictEqual([kept, held], ['old', 'new']);
+  const [old, fresh] = [() => 'old', () => 'new'];
+  assert.strictEqual(repliesOf(into.callback, null, old)[0][0], 'old');
+  assert.strictEqual(repliesOf(into.callback, fresh, old)[0][0], 'new');
 });
 
 test('children of an object', () => {
@@ -124,11 +120,6 @@ test('the arguments of each kind of reply', () => {
   for (const [fn, args, expected] of table) {
     assert.deepStrictEqual(repliesOf(fn, ...args), [expected]);
   }
-  let receiver;
-  call.bare(function callback() {
-    receiver = this;
-  });
-  assert.strictEqual(receiver, globalThis);
 });
 
 test('callbacks are copied, kept and let go; a template outlives its maker', async () => {
