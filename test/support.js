@@ -13,11 +13,12 @@ function repliesOf(fn, ...args) {
   return replies;
 }
 
-/** The first `count` calls of a callback and those that come in the turn after them. */
+/** The first `count` calls of a callback, with those of the turn after them; fails without them. */
 const laterRepliesOf = (count, fn, ...args) =>
-  new Promise((resolve) => {
+  new Promise((resolve, reject) => {
     const replies = [];
     fn(...args, (...reply) => replies.push(reply) === count && setImmediate(resolve, replies));
+    setTimeout(() => reject(new Error(`only ${replies.length} replies`)), 10_000).unref();
   });
 
 /** What a call throws. */
