@@ -3,8 +3,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <iomanip>
 
 #include "support.h"
@@ -86,6 +88,16 @@ TEST(DebugOstream, BeginsLinesWithTheLocalTime) {
   EXPECT_EQ(out.str(), "before[09:05:03.042] ");
   EXPECT_EQ(std::cout.fill(), '*');
   unsetenv("TZ");
+}
+
+void terminate() {
+  dup2(STDERR_FILENO, STDOUT_FILENO);  // where the report is looked for
+  std::terminate();
+}
+
+// What the report shows is in test/exits; Node does not buffer, as this program does.
+TEST(TerminateHandlerDeathTest, FlushesItsReport) {
+  EXPECT_EXIT(terminate(), testing::KilledBySignal(SIGABRT), "Aborting\\.\\.\\.\nterminate called");
 }
 
 }  // namespace
