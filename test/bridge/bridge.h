@@ -1,7 +1,6 @@
 #ifndef BRIDGE_H
 #define BRIDGE_H
 
-#include <map>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -14,7 +13,6 @@
 namespace bridge {
 
 using zax::Callback;
-using Counts = std::map<std::string, unsigned long>;
 using Exports = v8::Local<v8::Object>;
 
 /// Any JavaScript value, as it is.
@@ -76,16 +74,6 @@ void registerErrors(Exports exports);
 template <>
 struct zax::ArgumentConverter<bridge::Any> {
   static void convert(bridge::Any& out, const v8::Local<v8::Value>& value) { out.value = value; }
-};
-
-/// Numbers are given as texts: not all of them are JavaScript numbers.
-template <>
-struct zax::ArgumentConverter<bridge::Counts> {
-  static void convert(bridge::Counts& out, const v8::Local<v8::Value>& value) {
-    StringMap texts;
-    parseStringStringMap(texts, value);
-    for (const auto& [key, text] : texts) out[key] = std::stoul(text);
-  }
 };
 
 #endif

@@ -125,6 +125,10 @@ for (const [how, printed, message] of [
     bridge.job('', ['${how}'], ['reply'], 'MINE', (...all) => console.error(...all.map(shown)));`;
 }
 
+// A static Callback is destroyed after JavaScript, or with it still there.
+nativeEnds('a callback is kept', 0)`bridge.keep(() => {});`;
+nativeEnds('a callback is kept at exit', 3)`bridge.keep(() => {}); process.exit(3);`;
+
 const absent = (name) => `JS object ${name} is not a function\n`;
 const tooLong = `Error message exceeds buffer size: ${'x'.repeat(5000)}\n`;
 nativeEnds('a message that does not fit', 0, 'MINE Error message buffer overflow\n', tooLong)`
