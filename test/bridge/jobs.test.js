@@ -1,8 +1,8 @@
 'use strict';
 
 const assert = require('node:assert');
-const {test} = require('node:test');
-const {bridge, repliesOf, shown, thrownBy} = require('../support');
+const { test } = require('node:test');
+const { bridge, repliesOf, shown, thrownBy } = require('../support');
 
 const raised = {
   zax: 'RAISED: raised on purpose (zax::Exception in raise, bridge/bridge/errors.cpp)',
@@ -13,10 +13,10 @@ const sent = 'SENT: sent (ZAXError::ZAXError() in run, bridge/bridge/jobs.cpp)';
 const done = [0, 'done'];
 
 const notify = (count) => new Array(count).fill('notify');
-const numbers = (count) => Array.from({length: count}, (_, i) => [0, i + 1]);
+const numbers = (count) => Array.from({ length: count }, (_, i) => [0, i + 1]);
 
 /** Runs a job to its end and tells all calls of its callback. */
-async function repliesOfJob({begin = [], after = ['reply'], unknownCode = ''}) {
+async function repliesOfJob({ begin = [], after = ['reply'], unknownCode = '' }) {
   const replies = [];
   bridge.job('', begin, after, unknownCode, (...reply) => {
     replies.push(reply.length === 1 ? shown(reply[0]) : reply);
@@ -40,23 +40,23 @@ test('what the job does and what the script sees', async () => {
   const mine = raised.std.replace('EUNKNOWN', 'MINE');
   const table = [
     [{}, [done]],
-    [{after: ['default']}, [[]]],
-    [{after: []}, []],
-    [{begin: ['zax']}, [raised.zax]],
-    [{begin: ['std']}, [raised.std]],
-    [{begin: ['std'], unknownCode: 'MINE'}, [mine]],
-    [{begin: ['zax'], unknownCode: 'MINE'}, [raised.zax]],
-    [{begin: ['setError']}, [set]],
-    [{begin: ['setError', 'zax']}, [raised.zax]],
-    [{after: ['zax']}, [raised.zax]],
-    [{after: ['std']}, [raised.std]],
-    [{after: ['std'], unknownCode: 'MINE'}, [raised.std]],
-    [{after: ['setError'], unknownCode: 'MINE'}, [set]],
-    [{after: ['replyError']}, [sent]],
-    [{after: ['reply', 'setError']}, [done, set]],
-    [{after: ['replyError', 'std']}, [sent, raised.std]],
-    [{begin: [...notify(2), 'zax']}, [...numbers(2), raised.zax]],
-    [{after: ['notify', 'reply']}, [done, [0, 1]]],
+    [{ after: ['default'] }, [[]]],
+    [{ after: [] }, []],
+    [{ begin: ['zax'] }, [raised.zax]],
+    [{ begin: ['std'] }, [raised.std]],
+    [{ begin: ['std'], unknownCode: 'MINE' }, [mine]],
+    [{ begin: ['zax'], unknownCode: 'MINE' }, [raised.zax]],
+    [{ begin: ['setError'] }, [set]],
+    [{ begin: ['setError', 'zax'] }, [raised.zax]],
+    [{ after: ['zax'] }, [raised.zax]],
+    [{ after: ['std'] }, [raised.std]],
+    [{ after: ['std'], unknownCode: 'MINE' }, [raised.std]],
+    [{ after: ['setError'], unknownCode: 'MINE' }, [set]],
+    [{ after: ['replyError'] }, [sent]],
+    [{ after: ['reply', 'setError'] }, [done, set]],
+    [{ after: ['replyError', 'std'] }, [sent, raised.std]],
+    [{ begin: [...notify(2), 'zax'] }, [...numbers(2), raised.zax]],
+    [{ after: ['notify', 'reply'] }, [done, [0, 1]]],
   ];
   for (const [steps, expected] of table) {
     assert.deepStrictEqual(await repliesOfJob(steps), expected, JSON.stringify(steps));
@@ -67,7 +67,7 @@ test('notifications of jobs side by side are complete and in order', async () =>
   const count = 3000;
   const begin = notify(count);
   for (let i = 0; i < count; i += 100) begin[i] = 'sleep';
-  const jobs = await Promise.all(Array.from({length: 6}, () => repliesOfJob({begin})));
+  const jobs = await Promise.all(Array.from({ length: 6 }, () => repliesOfJob({ begin })));
   for (const replies of jobs) {
     assert.deepStrictEqual(replies, [...numbers(count - count / 100), done]);
   }

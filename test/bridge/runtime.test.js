@@ -1,20 +1,20 @@
 'use strict';
 
 const assert = require('node:assert');
-const {AsyncLocalStorage} = require('node:async_hooks');
+const { AsyncLocalStorage } = require('node:async_hooks');
 const fs = require('node:fs');
-const {test} = require('node:test');
-const {isNativeError} = require('node:util/types');
+const { test } = require('node:test');
+const { isNativeError } = require('node:util/types');
 const vm = require('node:vm');
 const runtime = require('zaxbase/runtime');
-const {bridge, repliesOf, run, thrownBy} = require('../support');
+const { bridge, repliesOf, run, thrownBy } = require('../support');
 
-const {__, ZaxBindingError, createZaxBindingError, install, promisify} = runtime;
+const { __, ZaxBindingError, createZaxBindingError, install, promisify } = runtime;
 
 const linesOf = (error) => error.stack.split('\n').map((line) => line.trim());
 
 test('messages', () => {
-  const values = {a: '1', b: '%(a)s', 'c d': '3', '': '4'};
+  const values = { a: '1', b: '%(a)s', 'c d': '3', '': '4' };
   const table = {
     'x %(a)s%(a)s y': 'x 11 y',
     '%(b)s %(c d)s.': '%(a)s 3.',
@@ -43,7 +43,7 @@ test('the error', () => {
   assert.strictEqual(error.stack, 'replaced');
   assert.deepStrictEqual(Object.keys(error), ['code', 'details']);
 
-  const {stackTraceLimit} = Error;
+  const { stackTraceLimit } = Error;
   Error.stackTraceLimit = 1;
   for (const bare of [new ZaxBindingError(), createZaxBindingError('C', null, {})]) {
     assert.match(bare.stack, /^ZaxBindingError\n {4}at .*runtime\.test\.js:\d+:\d+\)?$/);
@@ -67,20 +67,20 @@ test('installed functions do not show and do not replace those of the applicatio
 
   // They serve native code from any context, and where intrinsics are frozen.
   delete globalThis.createZaxBindingError;
-  const context = vm.createContext({require, module: {}, __: 'own'});
+  const context = vm.createContext({ require, module: {}, __: 'own' });
   vm.runInContext(fs.readFileSync(require.resolve('zaxbase/runtime'), 'utf8'), context);
   context.module.exports.install();
   assert.strictEqual(context.__, 'own');
   assert.strictEqual(context.createZaxBindingError, globalThis.createZaxBindingError);
   assert.ok(thrownBy(bridge.raise, 'std') instanceof context.module.exports.ZaxBindingError);
   globalThis.createZaxBindingError = createZaxBindingError;
-  const args = ['--frozen-intrinsics', '-e', 'require(\'../support\').bridge.raise(\'std\');'];
-  const {stderr} = await run(process.execPath, args, {cwd: __dirname});
+  const args = ['--frozen-intrinsics', '-e', "require('../support').bridge.raise('std');"];
+  const { stderr } = await run(process.execPath, args, { cwd: __dirname });
   assert.match(stderr, /ZaxBindingError: disk full\n {4}at std::runtime_error \(native\)\n/);
 });
 
 test('mistakes that must not end the process', () => {
-  const {code, message} = thrownBy(bridge.mute, 'none');
+  const { code, message } = thrownBy(bridge.mute, 'none');
   assert.deepStrictEqual([code, message], ['EFAILED', 'create made no job']);
   for (const how of ['', 'zax']) assert.strictEqual(bridge.mute(how), undefined);
   assert.deepStrictEqual(repliesOf(bridge.callEmpty), [[0, 1]]);
@@ -91,8 +91,10 @@ test('the promise form', async () => {
   assert.strictEqual(await promisify(bridge.call.bare)(), undefined);
   // Only the form of a job that notifies takes a function for itself.
   assert.strictEqual(await promisify(bridge.callCopies)(assert.fail), 'assigned');
-  function replyThis(callback) { callback(0, this); }
-  const object = {self: promisify(replyThis)};
+  function replyThis(callback) {
+    callback(0, this);
+  }
+  const object = { self: promisify(replyThis) };
   assert.strictEqual(await object.self(), object);
   const fail = promisify((callback) => callback('no Error'));
   await assert.rejects(fail, (error) => error === 'no Error');
@@ -119,7 +121,7 @@ test('failures in the promise form show where they come from', async () => {
 
 test('progress in the promise form', async () => {
   const settles = (value, args) => args.length === 4 && value === 'done';
-  const job = promisify(bridge.job, {settles});
+  const job = promisify(bridge.job, { settles });
   const storage = new AsyncLocalStorage();
   const progress = [];
   const onProgress = (...args) => progress.push([storage.getStore(), ...args]);
@@ -127,7 +129,7 @@ test('progress in the promise form', async () => {
   await Promise.all(['a', 'b'].map((name) => storage.run(name, begin)));
   assert.deepStrictEqual(progress.map(String).sort(), ['a,1', 'a,2', 'b,1', 'b,2']);
   const failing = job('', ['notify', 'zax'], [], '', (value) => progress.push(value));
-  await assert.rejects(failing, {code: 'RAISED'});
+  await assert.rejects(failing, { code: 'RAISED' });
   assert.strictEqual(progress.pop(), 1);
   // No onProgress, an `undefined` in its place, and one that is an argument.
   for (const last of [[''], ['', undefined], [undefined]]) {

@@ -4,25 +4,25 @@
 // test/property.
 
 const assert = require('node:assert');
-const {test} = require('node:test');
-const {bad, bridge, repliesOf, shown, thrownBy} = require('../support');
+const { test } = require('node:test');
+const { bad, bridge, repliesOf, shown, thrownBy } = require('../support');
 
-const {call, child, into} = bridge;
+const { call, child, into } = bridge;
 
 const scriptError = new RangeError('thrown by the script');
 const get = () => {
   throw scriptError;
 };
-const badArray = (element) => Object.defineProperty([element], 1, {get});
-const badObject = Object.defineProperty({a: '1'}, 'b', {get, enumerable: true});
-const untouched = new Proxy([], {get: assert.fail});
+const badArray = (element) => Object.defineProperty([element], 1, { get });
+const badObject = Object.defineProperty({ a: '1' }, 'b', { get, enumerable: true });
+const untouched = new Proxy([], { get: assert.fail });
 
 test('an error of the script on the way is replaced by one of the framework', () => {
   const table = [
     ['list', badArray('a'), ['a'], 'String expected', 'parseStringList'],
     ['ints', badArray(1), [1], 'Number expected', 'parseIntVector'],
     ['map', badObject, [['a', '1']], 'Value of b expected to be String', 'parseStringStringMap'],
-    ['map', new Proxy({}, {ownKeys: get}), [], '', 'parseStringStringMap', 202],
+    ['map', new Proxy({}, { ownKeys: get }), [], '', 'parseStringStringMap', 202],
   ];
   for (const [type, input, left, ...expected] of table) {
     const [[value, error, thrown]] = repliesOf(into[type], input, undefined);
@@ -36,8 +36,9 @@ test('an error of the script on the way is replaced by one of the framework', ()
 });
 
 test('callbacks and numbers of arguments', () => {
-  const count = (got) => `EBADARG: Bad argument number: expected 5, but got ${got} ` +
-      '(zax::BadArgumentNumber in BadArgumentNumber, libzaxbase/zax-exception-common.cpp)';
+  const count = (got) =>
+    `EBADARG: Bad argument number: expected 5, but got ${got} ` +
+    '(zax::BadArgumentNumber in BadArgumentNumber, libzaxbase/zax-exception-common.cpp)';
   const table = [
     [[], count(0)],
     [[1, 2, 3, 4], count(4)],
@@ -57,11 +58,11 @@ test('callbacks and numbers of arguments', () => {
 
 test('children of an object', () => {
   const found = [
-    [Object.create({b: 'inherited'}), 'b', 'inherited'],
+    [Object.create({ b: 'inherited' }), 'b', 'inherited'],
     [['x'], '0', 'x'],
     [function named() {}, 'name', 'named'],
-    [{schlüssel: 'é'}, 'schlüssel', 'é'],
-    [new Proxy({}, {get: (_, name) => `${name}?`}), 'k', 'k?'],
+    [{ schlüssel: 'é' }, 'schlüssel', 'é'],
+    [new Proxy({}, { get: (_, name) => `${name}?` }), 'k', 'k?'],
   ];
   for (const [object, name, expected] of found) {
     assert.deepStrictEqual(repliesOf(child.value, object, name), [[null, expected]]);
@@ -71,16 +72,16 @@ test('children of an object', () => {
     ['int', -1, -1, 0, 7, 'Number expected', 'parseInt'],
     ['unsigned', 9, 9, 0, 7, 'Unsigned 32-bit number expected', 'parseInt'],
     ['bool', true, true, false, true, 'Boolean expected', 'parseBoolean'],
-    ['map', {k: 'v'}, [['k', 'v']], [], {o: 'o'}, 'Object expected', 'parseStringStringMap'],
+    ['map', { k: 'v' }, [['k', 'v']], [], { o: 'o' }, 'Object expected', 'parseStringStringMap'],
     ['list', ['b', 'a'], ['b', 'a'], [], ['old'], 'Array expected', 'getChildStringList'],
   ];
   for (const [type, input, value, reset, before, ...expected] of table) {
     for (const [object, ...outcome] of [
-             [{b: input}, value, undefined, undefined],
-             [{}, reset, undefined, undefined],
-             [{b: null}, reset, bad(...expected), undefined],
-             ['text', reset, bad('Object expected', 'getChildValue'), undefined],
-             [badObject, reset, bad('', 'getChildValue', 202), scriptError],
+      [{ b: input }, value, undefined, undefined],
+      [{}, reset, undefined, undefined],
+      [{ b: null }, reset, bad(...expected), undefined],
+      ['text', reset, bad('Object expected', 'getChildValue'), undefined],
+      [badObject, reset, bad('', 'getChildValue', 202), scriptError],
     ]) {
       const [[left, error, thrown]] = repliesOf(child[type], object, 'b', before);
       assert.deepStrictEqual([left, shown(error), thrown], outcome, type);
@@ -89,20 +90,20 @@ test('children of an object', () => {
 });
 
 test('native values as properties and elements', () => {
-  const object = {a: 'overwritten'};
+  const object = { a: 'overwritten' };
   bridge.insert(object);
-  const strings = {a: 'a\0b', b: 'a', twice: 2, 7: 8, 'k\0é': false};
-  const numbers = {c: true, d: -5, e: 2 ** 32 - 1, f: 2 ** 53, g: 2 ** 64, h: 0.1};
-  const objects = {i: ['b', 'a', 'b'], j: [], k: {}, l: new Array(2)};
-  assert.deepStrictEqual(object, {...strings, ...numbers, ...objects});
+  const strings = { a: 'a\0b', b: 'a', twice: 2, 7: 8, 'k\0é': false };
+  const numbers = { c: true, d: -5, e: 2 ** 32 - 1, f: 2 ** 53, g: 2 ** 64, h: 0.1 };
+  const objects = { i: ['b', 'a', 'b'], j: [], k: {}, l: new Array(2) };
+  assert.deepStrictEqual(object, { ...strings, ...numbers, ...objects });
 
   const array = [1, 2, 3];
   bridge.fillArray(array, ['b', 'a']);
   assert.deepStrictEqual(array, ['b', 'a', 3]);
   // A setter that throws does not end the filling, and its error is not lost.
-  const target = Object.defineProperty({b: 'old', kept: 1}, 'a', {set: get});
-  assert.throws(() => bridge.fillObject(target, {a: '1', b: '2'}), scriptError);
-  assert.deepStrictEqual({...target}, {b: '2', kept: 1});
+  const target = Object.defineProperty({ b: 'old', kept: 1 }, 'a', { set: get });
+  assert.throws(() => bridge.fillObject(target, { a: '1', b: '2' }), scriptError);
+  assert.deepStrictEqual({ ...target }, { b: '2', kept: 1 });
 });
 
 test('the arguments of each kind of reply', () => {
@@ -112,8 +113,8 @@ test('the arguments of each kind of reply', () => {
     [call.string, ['é'], [0, 'é']],
     [call.list, [['b', 'a', 'b']], [0, ['b', 'a', 'b']]],
     [call.set, [['b', 'a', 'b']], [0, ['a', 'b']]],
-    [call.map, [{k: 'v'}], [0, {k: 'v'}]],
-    [call.counts, [], [0, {odd: 2 ** 53, max: 2 ** 64}]],
+    [call.map, [{ k: 'v' }], [0, { k: 'v' }]],
+    [call.counts, [], [0, { odd: 2 ** 53, max: 2 ** 64 }]],
   ];
   for (const [fn, args, expected] of table) {
     assert.deepStrictEqual(repliesOf(fn, ...args), [expected]);

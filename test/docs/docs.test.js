@@ -109,9 +109,8 @@ async function check({ place, output, sample = !output, fails, ...block }, page)
   const commands = commandsOf(block, page);
   if (output) assert.strictEqual(sample, !commands, `${place}: what is not run is sampled`);
   if (!commands) return;
-  const PATH = `${path.dirname(process.execPath)}:${process.env.PATH}`;
-  const options = { cwd: page.folder, env: { PATH } };
-  const { status, stdout } = await run('bash', ['-ec', `exec 2>&1\n${commands}`], options);
+  const args = ['-ec', `exec 2>&1\n${commands}`];
+  const { status, stdout } = await run('bash', args, { cwd: page.folder });
   assert.strictEqual(status !== 0, fails, `${place}: status ${status}\n${stdout}`);
   if (sample) return;
   const [printed, expected] = [stdout, output].map((text) => normalised(text, page));
