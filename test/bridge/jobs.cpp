@@ -29,13 +29,15 @@ class Number : public zax::AsyncNotification {
 };
 
 /// Does what it is told, on either thread: notifies with numbers from 1 upward, replies, records
-/// errors, throws.
+/// errors, throws. It can be refused, be none, or be without a callback.
 class Job : public zax::Binding<Job> {
  public:
   static Job* create(const std::string& refusal, const Steps& begin, const Steps& after,
                      const std::string& unknownCode, const Callback& callback) {
-    raise(refusal);
-    Job* job = new Job(callback, begin, after);
+    if (refusal == "none") return nullptr;
+    const bool mute = refusal == "mute";
+    if (!mute) raise(refusal);
+    Job* job = new Job(mute ? Callback() : callback, begin, after);
     job->setUnknownException(unknownCode);
     return job;
   }

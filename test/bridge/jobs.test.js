@@ -16,9 +16,9 @@ const notify = (count) => new Array(count).fill('notify');
 const numbers = (count) => Array.from({ length: count }, (_, i) => [0, i + 1]);
 
 /** Runs a job to its end and tells all calls of its callback. */
-async function repliesOfJob({ begin = [], after = ['reply'], unknownCode = '' }) {
+async function repliesOfJob({ refusal = '', begin = [], after = ['reply'], unknownCode = '' }) {
   const replies = [];
-  bridge.job('', begin, after, unknownCode, (...reply) => {
+  bridge.job(refusal, begin, after, unknownCode, (...reply) => {
     replies.push(reply.length === 1 ? shown(reply[0]) : reply);
   });
   for (const end = Date.now() + 10_000; repliesOf(bridge.live)[0][1] > 0;) {
@@ -34,6 +34,14 @@ test('failures before the job are thrown', () => {
     assert.strictEqual(shown(thrownBy(bridge.job, how, [], [], '', assert.fail)), expected);
   }
   assert.deepStrictEqual(repliesOf(bridge.live), [[0, 0]]);
+});
+
+test('mistakes that must not end the process', async () => {
+  const { code, message } = thrownBy(bridge.job, 'none', [], [], '', assert.fail);
+  assert.deepStrictEqual([code, message], ['EFAILED', 'create made no job']);
+  assert.deepStrictEqual(await repliesOfJob({ refusal: 'mute' }), []);
+  assert.deepStrictEqual(await repliesOfJob({ refusal: 'mute', begin: ['zax'] }), []);
+  assert.deepStrictEqual(repliesOf(bridge.callEmpty), [[0, 1]]);
 });
 
 test('what the job does and what the script sees', async () => {

@@ -7,7 +7,7 @@ const { test } = require('node:test');
 const { isNativeError } = require('node:util/types');
 const vm = require('node:vm');
 const runtime = require('zaxbase/runtime');
-const { bridge, repliesOf, run, thrownBy } = require('../support');
+const { bridge, run, thrownBy } = require('../support');
 
 const { __, ZaxBindingError, createZaxBindingError, install, promisify } = runtime;
 
@@ -77,13 +77,6 @@ test('installed functions do not show and do not replace those of the applicatio
   const args = ['--frozen-intrinsics', '-e', "require('../support').bridge.raise('std');"];
   const { stderr } = await run(process.execPath, args, { cwd: __dirname });
   assert.match(stderr, /ZaxBindingError: disk full\n {4}at std::runtime_error \(native\)\n/);
-});
-
-test('mistakes that must not end the process', () => {
-  const { code, message } = thrownBy(bridge.mute, 'none');
-  assert.deepStrictEqual([code, message], ['EFAILED', 'create made no job']);
-  for (const how of ['', 'zax']) assert.strictEqual(bridge.mute(how), undefined);
-  assert.deepStrictEqual(repliesOf(bridge.callEmpty), [[0, 1]]);
 });
 
 test('the promise form', async () => {
