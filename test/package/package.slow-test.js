@@ -8,31 +8,31 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, before, test } = require('node:test');
-const { pack, run } = require('./npm');
+const { outputOf, pack } = require('./npm');
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zaxbase packages '));
 const tarballs = {};
 
-before(() => {
+before(async () => {
   for (const name of ['zaxbase', 'echo']) {
-    const { filename } = pack(name, `--pack-destination=${folder}`);
+    const { filename } = await pack(name, `--pack-destination=${folder}`);
     tarballs[name] = `file:${path.join(folder, filename)}`;
   }
 });
 after(() => fs.rmSync(folder, { recursive: true }));
 
 const install = (cwd, ...options) =>
-  run(cwd, 'npm', 'install', '--no-audit', '--no-fund', ...options);
+  outputOf(cwd, 'npm', 'install', '--no-audit', '--no-fund', ...options);
 
-function writeJson(file, content) {
-  fs.mkdirSync(path.dirname(file), { recursive: true });
-  fs.writeFileSync(file, JSON.stringify(content));
+function writeManifest(cwd, content) {
+  fs.mkdirSync(cwd, { recursive: true });
+  fs.writeFileSync(path.join(cwd, 'package.json'), JSON.stringify(content));
 }
 
-test('the packed echo installs, builds and runs', () => {
+test('the packed echo installs, builds and runs', async () => {
   const consumer = path.join(folder, 'consumer');
-  writeJson(path.join(consumer, 'package.json'), { private: true, dependencies: tarballs });
-  install(consumer);
+  writeManifest(consumer, { private: true, dependencies: tarballs });
+  await install(consumer);
   const script = `
     const echo = require('echo');
     const { asyncEchoWithNotifications } = require('echo/promises');
@@ -40,65 +40,67 @@ test('the packed echo installs, builds and runs', () => {
     try { echo.syncEcho(1) } catch (error) { place(error) }
     echo.asyncEcho(1, 'job_failure', place);
     asyncEchoWithNotifications(50, 'x', () => {}).then((reply) => process.exit(console.log(reply)));`;
-  assert.deepStrictEqual(run(consumer, process.execPath, '-e', script).split('\n'), [
+  const printed = await outputOf(consumer, process.execPath, '-e', script);
+  assert.deepStrictEqual(printed.split('\n'), [
     'libzaxbase/zax-exception-common.cpp EBADARG',
     'echo/zax-echo-worker.cpp TEST-ERROR',
     ...['x', ''],
   ]);
 });
 
-/** Makes an add-on from the template, with the packed framework, and returns its folder. */
-function scaffold(cwd, name) {
+/** Makes an add-on from the template, with the packed framework, and resolves to its folder. */
+async function scaffold(cwd, name) {
   fs.mkdirSync(cwd, { recursive: true });
   const command = ['exec', '--yes', `--package=${tarballs.zaxbase}`, '--', 'zaxbase', 'new', name];
-  run(cwd, 'npm', ...command);
+  await outputOf(cwd, 'npm', ...command);
   const addon = path.join(cwd, path.basename(name));
-  const manifest = path.join(addon, 'package.json');
-  const content = JSON.parse(fs.readFileSync(manifest, 'utf8'));
-  writeJson(manifest, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
+  const content = JSON.parse(fs.readFileSync(path.join(addon, 'package.json'), 'utf8'));
+  writeManifest(addon, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
   return addon;
 }
 
-test('the add-on that zaxbase new makes installs, builds and passes its tests', () => {
-  const addon = scaffold(folder, 'my-addon');
-  install(addon);
-  assert.match(run(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
+test('the add-on that zaxbase new makes installs, builds and passes its tests', async () => {
+  const addon = await scaffold(folder, 'my-addon');
+  await install(addon);
+  assert.match(await outputOf(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
 
   // As if built for another Node, whose V8 has a function that this one lacks.
   const source = path.join(addon, 'src/addon.cpp');
   const text = fs.readFileSync(source, 'utf8').replace(/exports\) \{/, '$& v8::absent();');
   const other = '#undef NODE_MODULE_VERSION\n#define NODE_MODULE_VERSION 1\n';
   fs.writeFileSync(source, `#include <nan.h>\n${other}namespace v8 { void absent(); }\n${text}`);
-  run(addon, 'npm', 'run', 'build');
-  assert.throws(() => run(addon, process.execPath, '.'), /using\s+NODE_MODULE_VERSION 1\. /);
+  await outputOf(addon, 'npm', 'run', 'build');
+  const loaded = outputOf(addon, process.execPath, '.');
+  await assert.rejects(loaded, /using\s+NODE_MODULE_VERSION 1\. /);
 });
 
 // Where the framework and the add-on stand to each other: the add-on's name, and its workspace.
-const layouts = {
-  hoisted: ['a-1'],
-  scoped: ['@s/a-2'],
-  workspace: ['a-3', 'packages/group/native'],
-};
-
-for (const [layout, [name, workspace]] of Object.entries(layouts)) {
-  test(`${layout}, a build writes into its own folder only`, () => {
+for (const [layout, name, workspace] of [
+  ['hoisted', 'a-1'],
+  ['scoped', '@s/a-2'],
+  ['workspace', 'a-3', 'packages/group/native'],
+]) {
+  test(`${layout}, a build writes into its own folder only`, async () => {
     const root = path.join(folder, layout);
-    const addon = scaffold(path.join(root, workspace ?? '../packed'), name);
-    const [{ filename }] = JSON.parse(run(addon, 'npm', 'pack', '--json'));
+    const addon = await scaffold(path.join(root, workspace ?? '../packed'), name);
+    const [{ filename }] = JSON.parse(await outputOf(addon, 'npm', 'pack', '--json'));
     const dependencies = workspace ? {} : { [name]: `file:${path.join(addon, filename)}` };
-    const workspaces = workspace && [`${workspace}/*`];
-    writeJson(path.join(root, 'package.json'), { private: true, workspaces, dependencies });
-    install(root, '--ignore-scripts');
+    writeManifest(root, {
+      private: true,
+      workspaces: workspace && [`${workspace}/*`],
+      dependencies,
+    });
+    await install(root, '--ignore-scripts');
     const files = () =>
       fs.readdirSync(root, { recursive: true }).filter((file) => !file.includes(`${name}/build`));
     const before = files();
-    run(root, 'npm', 'rebuild');
+    await outputOf(root, 'npm', 'rebuild');
     assert.deepStrictEqual(files(), before);
     const script = `
       import { promisify } from 'zaxbase/runtime';
       import addon from ${JSON.stringify(name)};
       console.log(typeof promisify, addon.smallestFactor(91));`;
-    const printed = run(root, process.execPath, '--input-type=module', '-e', script);
+    const printed = await outputOf(root, process.execPath, '--input-type=module', '-e', script);
     assert.strictEqual(printed, 'function 7\n');
   });
 }
