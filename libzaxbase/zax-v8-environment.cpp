@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
+#include "zax-v8-base.h"
 #include "zax-v8-script.h"
 
 namespace zax {
@@ -14,7 +16,8 @@ namespace zax {
 namespace {
 
 v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
-  return v8::String::NewFromUtf8(isolate, utf8 ? utf8 : "").ToLocalChecked();
+  const std::string_view text = utf8 ? utf8 : "";
+  return newString(isolate, text.data(), text.size()).ToLocalChecked();
 }
 
 /// The class of errors of this realm: whoever comes first makes it.
