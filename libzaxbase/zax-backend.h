@@ -137,10 +137,9 @@ struct ZaxBackend {
   /// Takes an integral number up to 2^53 - 1, or a bigint in range.
   bool (*getInt64)(ZaxValue* value, int64_t* result);
   bool (*getUint64)(ZaxValue* value, uint64_t* result);
-  /// The size of a string in UTF-8 bytes, without a terminator.
-  bool (*getStringSize)(ZaxValue* value, size_t* bytes);
-  /// Writes a string whose size is `bytes`; a lone surrogate as U+FFFD. No terminator.
-  void (*writeString)(ZaxValue* string, char* target, size_t bytes);
+  /// Says how many UTF-8 bytes a string has, without a terminator, and writes them if they are no
+  /// more than `capacity`; a lone surrogate as U+FFFD.
+  bool (*getString)(ZaxValue* value, char* target, size_t capacity, size_t* bytes);
   /// Milliseconds since 1970; NaN for an invalid Date.
   bool (*getDate)(ZaxValue* value, double* milliseconds);
   bool (*getBytes)(ZaxValue* value, struct ZaxBytesView* view);

@@ -81,33 +81,13 @@ void throwSystemError(const std::system_error& e, const std::string& function) {
   backend->throwError(&record);
 }
 
-/// Runs body(); what it throws is thrown into script. `place()` says what value an error of
-/// conversion is about.
-template <typename Body, typename Place>
-ZaxValue* guarded(const std::string& function, const Body& body, const Place& place) noexcept {
-  try {
-    return body();
-  } catch (const ScriptException& e) {
-    backend->throwReference(e.thrown().get());
-  } catch (ConversionError& e) {
-    e.complete(function.c_str(), place());
-    throwException(e, function);
-  } catch (const Exception& e) {
-    throwException(e, function);
-  } catch (const std::system_error& e) {
-    throwSystemError(e, function);
-  } catch (const std::exception& e) {
-    const std::string message = e.what();
-    const ZaxErrorRecord record = recordOf("EUNKNOWN", message, &typeid(e), function);
-    backend->throwError(&record);
-  } catch (...) {
-    const std::type_info* type = abi::__cxa_current_exception_type();
-    const std::string message =
-        concat({"thrown by C++ and no exception: ", type ? nameOf(*type) : "unknown"});
-    const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
-    backend->throwError(&record);
-  }
-  return nullptr;
+/// What is no exception of the standard library's kind.
+void throwUnknown(const std::string& function) {
+  const std::type_info* type = abi::__cxa_current_exception_type();
+  const std::string message =
+      concat({"thrown by C++ and no exception: ", type ? nameOf(*type) : "unknown"});
+  const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
+  backend->throwError(&record);
 }
 
 std::string countText(int required, int count) {
@@ -115,17 +95,24 @@ std::string countText(int required, int count) {
   return count > required ? concat({least, " to ", std::to_string(count)}) : least;
 }
 
-[[noreturn]] void refuseCount(const Signature& signature, int got, const std::string& function) {
-  throw BadArgumentNumber(__("Bad argument number: expected %(want)s, but got %(got)s", "want",
-                             countText(signature.required, signature.count), "got", got),
-                          DebugInfo("native", 0, function.c_str(), -1, nullptr, nullptr));
-}
-
 }  // namespace
 
-void throwToScript(const std::string& function, const std::string& what) noexcept {
-  guarded(
-      function, []() -> ZaxValue* { throw; }, [&] { return what; });
+void throwToScript(std::exception* thrown, const std::string& function,
+                   const std::string& what) noexcept {
+  if (!thrown) return throwUnknown(function);
+  if (const auto* script = dynamic_cast<ScriptException*>(thrown)) {
+    backend->throwReference(script->thrown().get());
+  } else if (const auto* exception = dynamic_cast<Exception*>(thrown)) {
+    auto* conversion = dynamic_cast<ConversionError*>(thrown);
+    if (conversion) conversion->complete(function.c_str(), what);
+    throwException(*exception, function);
+  } else if (const auto* system = dynamic_cast<std::system_error*>(thrown)) {
+    throwSystemError(*system, function);
+  } else {
+    const std::string message = thrown->what();
+    const ZaxErrorRecord record = recordOf("EUNKNOWN", message, &typeid(*thrown), function);
+    backend->throwError(&record);
+  }
 }
 
 Function::Function(std::string name, std::vector<std::string> names, std::string text,
@@ -149,17 +136,20 @@ ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* cons
                           int count) {
   const auto& function = *static_cast<const Function*>(self);
   Invocation invocation{call, arguments, count};
-  // Caught here and not thrown again: what throws once more takes twice as long.
-  return guarded(
-      function.name_,
-      [&] {
-        const Signature& signature = function.signature_;
-        if (count < signature.required || count > signature.count) {
-          refuseCount(signature, count, function.name_);
-        }
-        return function.run_(function, invocation);
-      },
-      [&] { return function.describe(invocation.position); });
+  const Signature& signature = function.signature_;
+  if (count >= signature.required && count <= signature.count) {
+    return function.run_(function, invocation);
+  }
+  BadArgumentNumber refusal(
+      __("Bad argument number: expected %(want)s, but got %(got)s", "want",
+         countText(signature.required, signature.count), "got", count),
+      DebugInfo("native", 0, function.name_.c_str(), -1, nullptr, nullptr));
+  return function.fail(invocation, &refusal);
+}
+
+ZaxValue* Function::fail(const Invocation& invocation, std::exception* thrown) const noexcept {
+  throwToScript(thrown, name_, describe(invocation.position));
+  return nullptr;
 }
 
 std::string Function::describe(int position) const {

@@ -40,6 +40,7 @@ struct Invocation {
 /// called on the JavaScript thread.
 class Function : public ZaxFunction {
  public:
+  /// Throws nothing.
   using Run = ZaxValue* (*)(const Function& function, Invocation& invocation);
 
   Function(std::string name, std::vector<std::string> names, std::string text,
@@ -53,6 +54,10 @@ class Function : public ZaxFunction {
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
 
+ protected:
+  /// For the handler of an exception, or null: throws it into script and returns null.
+  ZaxValue* fail(const Invocation& invocation, std::exception* thrown) const noexcept;
+
  private:
   static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                          int count);
@@ -65,9 +70,11 @@ class Function : public ZaxFunction {
   Run run_;
 };
 
-/// For a handler of any exception: throws it into script, with the place in JavaScript's terms
-/// where it brings none. `what` is the value that an error of conversion is about.
-void throwToScript(const std::string& function, const std::string& what) noexcept;
+/// For the handler of an exception: throws it into script, with the place in JavaScript's terms where
+/// it brings none. `thrown` is null for what is no std::exception; `what` is the value that an error
+/// of conversion is about. (To catch by type here would take a second throw.)
+void throwToScript(std::exception* thrown, const std::string& function,
+                   const std::string& what) noexcept;
 
 template <typename T>
 inline constexpr bool isOptional = false;
@@ -192,7 +199,14 @@ class FunctionOf : public Function {
 
  private:
   static ZaxValue* run(const Function& function, Invocation& invocation) {
-    return CallableOf<F>::run(static_cast<const FunctionOf&>(function).callable_, invocation);
+    const auto& self = static_cast<const FunctionOf&>(function);
+    try {
+      return CallableOf<F>::run(self.callable_, invocation);
+    } catch (std::exception& e) {
+      return self.fail(invocation, &e);
+    } catch (...) {
+      return self.fail(invocation, nullptr);
+    }
   }
 
   mutable F callable_;

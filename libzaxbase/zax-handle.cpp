@@ -17,10 +17,12 @@ double Handle::number() const {
 }
 
 std::string Handle::text() const {
+  char few[2048];
   std::size_t size;
-  if (!backend->getStringSize(value_, &size)) throw BadArgument("string", *this);
+  if (!backend->getString(value_, few, sizeof(few), &size)) throw BadArgument("string", *this);
+  if (size <= sizeof(few)) return std::string(few, size);
   std::string result(size, '\0');
-  backend->writeString(value_, result.data(), size);
+  backend->getString(value_, result.data(), size, &size);
   return result;
 }
 

@@ -145,10 +145,12 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
     Module module(Handle(exports), *contents);
     body(module);
     return true;
+  } catch (std::exception& e) {
+    throwToScript(&e, "module", "");
   } catch (...) {
-    throwToScript("module", "");
-    return false;
+    throwToScript(nullptr, "module", "");
   }
+  return false;
 }
 
 }  // namespace zax

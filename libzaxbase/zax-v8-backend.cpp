@@ -110,15 +110,11 @@ bool getUint64(ZaxValue* value, std::uint64_t* result) {
   return lossless;
 }
 
-bool getStringSize(ZaxValue* value, std::size_t* bytes) {
+bool getString(ZaxValue* value, char* target, std::size_t capacity, std::size_t* bytes) {
   const v8::Local<v8::Value> local = toLocal(value);
   if (!local->IsString()) return false;
-  *bytes = utf8Size(currentIsolate(), local.As<v8::String>());
+  *bytes = readUtf8(currentIsolate(), local.As<v8::String>(), target, capacity);
   return true;
-}
-
-void writeString(ZaxValue* string, char* target, std::size_t bytes) {
-  writeUtf8(currentIsolate(), as<v8::String>(string), target, bytes);
 }
 
 bool getDate(ZaxValue* value, double* milliseconds) {
@@ -141,26 +137,8 @@ ZaxValue* makeBigUint64(std::uint64_t value) {
   return toSlot(v8::BigInt::NewFromUnsigned(currentIsolate(), value));
 }
 
-bool isAscii(const char* text, std::size_t size) {
-  std::uint64_t bits = 0;
-  for (; size >= 8; text += 8, size -= 8) {
-    std::uint64_t word;
-    std::memcpy(&word, text, 8);
-    bits |= word;
-  }
-  for (; size > 0; ++text, --size) bits |= static_cast<std::uint64_t>(*text & 0x80) << 56;
-  return (bits & 0x8080808080808080) == 0;
-}
-
 ZaxValue* makeString(const char* utf8, std::size_t bytes) {
-  if (bytes > static_cast<std::size_t>(v8::String::kMaxLength) * 3) return nullptr;
-  const int size = static_cast<int>(std::min<std::size_t>(bytes, INT32_MAX));
-  if (isAscii(utf8, bytes)) {
-    const auto* oneByte = reinterpret_cast<const std::uint8_t*>(utf8);
-    return slotOf(
-        v8::String::NewFromOneByte(currentIsolate(), oneByte, v8::NewStringType::kNormal, size));
-  }
-  return slotOf(v8::String::NewFromUtf8(currentIsolate(), utf8, v8::NewStringType::kNormal, size));
+  return slotOf(newString(currentIsolate(), utf8, bytes));
 }
 
 ZaxValue* makeDate(double milliseconds) {
@@ -410,8 +388,7 @@ const ZaxBackend backendTable = {
     getNumber,
     getInt64,
     getUint64,
-    getStringSize,
-    writeString,
+    getString,
     getDate,
     getBytes,
     copyBytes,

@@ -56,6 +56,7 @@ class Environment : public NonCopyable {
 
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
+  v8::Global<v8::Function> captureStackTrace_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
   BulkMemory bulk_;

@@ -34,9 +34,12 @@ inline constexpr char errorClassScript[] = R"script(
    * native error. Its stack begins with the place in the native code that raised it.
    */
   class ZaxBindingError extends Error {
-    #trace = {};
+    #trace;
 
-    /** Frames of the stack down to the function `caller` are left out. */
+    /**
+     * Frames of the stack down to the function `caller` are left out. Native code gives an object
+     * instead that has captured the stack.
+     */
     constructor(code, message, details, caller = new.target) {
       const limit = Error.stackTraceLimit;
       Reflect.set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
@@ -45,7 +48,8 @@ inline constexpr char errorClassScript[] = R"script(
       delete this.stack; // It would hide the one of the class.
       this.code = code;
       this.details = details;
-      Error.captureStackTrace(this.#trace, caller);
+      this.#trace = typeof caller === 'object' ? caller : {};
+      if (caller !== this.#trace) Error.captureStackTrace(this.#trace, caller);
     }
 
     /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
@@ -70,12 +74,11 @@ inline constexpr char errorClassScript[] = R"script(
 
 /// The value is a function of the class of errors, which gives the function that makes an error.
 inline constexpr char makeErrorScript[] = R"script(
-(ZaxBindingError) =>
-  function makeError(code, message, exceptionClass, file, line, fn, callstack, system) {
-    const details = { exceptionClass, file, line, function: fn, callstack };
-    if (system) Object.assign(details, system);
-    return new ZaxBindingError(code, message, details, makeError);
-  };
+(ZaxBindingError) => (code, message, exceptionClass, file, line, fn, callstack, system, trace) => {
+  const details = { exceptionClass, file, line, function: fn, callstack };
+  if (system) Object.assign(details, system);
+  return new ZaxBindingError(code, message, details, trace);
+};
 )script";
 
 /// Readers and writers of many values are functions with these parameters: an array, the index to
