@@ -9,6 +9,12 @@ namespace zax {
 /// The value is the class of errors.
 inline constexpr char errorClassScript[] = R"script(
 (() => {
+  // What a program may replace later.
+  const { Error, String } = globalThis;
+  const { captureStackTrace } = Error;
+  const { defineProperty } = Object;
+  const { set } = Reflect;
+
   /** The raising place and the native call stack, a line each in V8's style. */
   function nativeFrames(details) {
     let frames = '';
@@ -39,13 +45,13 @@ inline constexpr char errorClassScript[] = R"script(
     /** Frames of the stack down to the function `caller` are left out. */
     constructor(code, message, details, caller = new.target) {
       const limit = Error.stackTraceLimit;
-      Reflect.set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
+      set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
       super(message ?? '');
-      Reflect.set(Error, 'stackTraceLimit', limit);
+      set(Error, 'stackTraceLimit', limit);
       delete this.stack; // It would hide the one of the class.
       this.code = code;
       this.details = details;
-      Error.captureStackTrace(this.#trace, caller);
+      captureStackTrace(this.#trace, caller);
     }
 
     /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
@@ -55,11 +61,11 @@ inline constexpr char errorClassScript[] = R"script(
     }
 
     set stack(value) {
-      Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
+      defineProperty(this, 'stack', { value, writable: true, configurable: true });
     }
   }
 
-  Object.defineProperty(ZaxBindingError.prototype, 'name', {
+  defineProperty(ZaxBindingError.prototype, 'name', {
     value: 'ZaxBindingError',
     writable: true,
     configurable: true,
@@ -72,8 +78,7 @@ inline constexpr char errorClassScript[] = R"script(
 inline constexpr char makeErrorScript[] = R"script(
 (ZaxBindingError) =>
   function makeError(code, message, exceptionClass, file, line, fn, callstack, system) {
-    const details = { exceptionClass, file, line, function: fn, callstack };
-    if (system) Object.assign(details, system);
+    const details = { exceptionClass, file, line, function: fn, callstack, ...system };
     return new ZaxBindingError(code, message, details, makeError);
   };
 )script";
