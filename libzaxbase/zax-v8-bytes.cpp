@@ -135,7 +135,9 @@ ZaxMemory* holdMemory(ZaxValue* bytes, std::uint8_t** data) {
   return new ZaxMemory{std::move(store)};
 }
 
-void releaseMemory(ZaxMemory* memory) { delete memory; }
+void releaseMemory(ZaxMemory* memory) {
+  if (!Environment::isMainOver()) delete memory;
+}
 
 // Any thread, so not by V8's allocator, which belongs to an isolate.
 ZaxMemory* allocateMemory(std::size_t bytes, std::uint8_t** data) {

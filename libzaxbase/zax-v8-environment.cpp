@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <node.h>
 #include <node_buffer.h>
+#include <uv.h>
 
 #include <cstdio>
 #include <cstring>
@@ -87,6 +88,7 @@ void stayLoaded() {
 }  // namespace
 
 thread_local Environment* Environment::current_ = nullptr;
+std::atomic<bool> Environment::mainOver_{false};
 
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source) {
   v8::Local<v8::Script> script;
@@ -120,6 +122,7 @@ Environment::~Environment() {
   }
   references_->end();
   current_ = nullptr;
+  if (node::GetCurrentEventLoop(isolate_) == uv_default_loop()) mainOver_ = true;
 }
 
 Environment& Environment::enter(v8::Local<v8::Context> context) {

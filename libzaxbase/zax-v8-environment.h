@@ -3,6 +3,7 @@
 
 #include <v8.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -26,6 +27,10 @@ class Environment : public NonCopyable {
 
   /// That of the calling thread, made at the first call. `context` is the main one.
   static Environment& enter(v8::Local<v8::Context> context);
+
+  /// Whether the main thread's environment has ended, and with it what its memory came from: what is
+  /// released later, by a static object, is left to the end of the process. Any thread.
+  static bool isMainOver() { return mainOver_; }
 
   v8::Isolate* isolate() const { return isolate_; }
 
@@ -53,6 +58,7 @@ class Environment : public NonCopyable {
   ~Environment();
 
   static thread_local Environment* current_;
+  static std::atomic<bool> mainOver_;
 
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;

@@ -9,6 +9,12 @@ namespace zax {
 /// The value is the class of errors.
 inline constexpr char errorClassScript[] = R"script(
 (() => {
+  // What a program may replace later.
+  const { Error, String } = globalThis;
+  const { captureStackTrace } = Error;
+  const { defineProperty } = Object;
+  const { set } = Reflect;
+
   /** The raising place and the native call stack, a line each in V8's style. */
   function nativeFrames(details) {
     let frames = '';
@@ -42,14 +48,14 @@ inline constexpr char errorClassScript[] = R"script(
      */
     constructor(code, message, details, caller = new.target) {
       const limit = Error.stackTraceLimit;
-      Reflect.set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
+      set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
       super(message ?? '');
-      Reflect.set(Error, 'stackTraceLimit', limit);
+      set(Error, 'stackTraceLimit', limit);
       delete this.stack; // It would hide the one of the class.
       this.code = code;
       this.details = details;
       this.#trace = typeof caller === 'object' ? caller : {};
-      if (caller !== this.#trace) Error.captureStackTrace(this.#trace, caller);
+      if (caller !== this.#trace) captureStackTrace(this.#trace, caller);
     }
 
     /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
@@ -59,11 +65,11 @@ inline constexpr char errorClassScript[] = R"script(
     }
 
     set stack(value) {
-      Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
+      defineProperty(this, 'stack', { value, writable: true, configurable: true });
     }
   }
 
-  Object.defineProperty(ZaxBindingError.prototype, 'name', {
+  defineProperty(ZaxBindingError.prototype, 'name', {
     value: 'ZaxBindingError',
     writable: true,
     configurable: true,
@@ -75,8 +81,7 @@ inline constexpr char errorClassScript[] = R"script(
 /// The value is a function of the class of errors, which gives the function that makes an error.
 inline constexpr char makeErrorScript[] = R"script(
 (ZaxBindingError) => (code, message, exceptionClass, file, line, fn, callstack, system, trace) => {
-  const details = { exceptionClass, file, line, function: fn, callstack };
-  if (system) Object.assign(details, system);
+  const details = { exceptionClass, file, line, function: fn, callstack, ...system };
   return new ZaxBindingError(code, message, details, trace);
 };
 )script";
