@@ -31,8 +31,8 @@ void callCopies(const Callback& other, const Callback& callback) {
   moved.call("moved");
 }
 
-// Never destroyed: no handle may be let go of once the isolate is gone.
-Callback& kept = *new Callback;
+// Destroyed when the isolate is gone.
+Callback kept;
 
 void keep(const Callback& callback) { kept = callback; }
 
