@@ -30,7 +30,7 @@ namespace zax {
 template <typename T>
 struct ArgumentConverter {
   static_assert(sizeof(T) == 0,
-                "no parameter of a bound function has this type: specialise zax::ArgumentConverter");
+                "a bound function cannot take this type: specialise zax::ArgumentConverter for it");
   static void convert(T& out, const v8::Local<v8::Value>& value);
 };
 

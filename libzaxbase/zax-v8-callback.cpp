@@ -23,9 +23,13 @@ Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(),
 
 Callback& Callback::operator=(const Callback& other) { return *this = Callback(other); }
 
+Callback& Callback::operator=(Callback&& other) noexcept {
+  function_ = std::move(other.function_);
+  return *this;
+}
+
 Callback::~Callback() {
-  // With its isolate a handle goes by itself: a static Callback only has to leave it alone.
-  if (*this && !v8::Isolate::TryGetCurrent()) new v8::Global<v8::Function>(std::move(function_));
+  if (*this && v8::Isolate::TryGetCurrent()) function_.~Global();
 }
 
 void Callback::reset(v8::Local<v8::Function> function) {

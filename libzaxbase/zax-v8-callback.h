@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace zax {
 
@@ -20,11 +21,11 @@ namespace zax {
 /// Calling an empty Callback does nothing.
 class Callback {
  public:
-  Callback() = default;
+  Callback() : function_() {}
   Callback(const Callback& other);
-  Callback(Callback&& other) noexcept = default;
+  Callback(Callback&& other) noexcept : function_(std::move(other.function_)) {}
   Callback& operator=(const Callback& other);
-  Callback& operator=(Callback&& other) noexcept = default;
+  Callback& operator=(Callback&& other) noexcept;
   ~Callback();
 
   /// Whether it holds a function.
@@ -48,9 +49,9 @@ class Callback {
   void call(v8::Local<v8::Value> value);
 
   /// For what would silently become an int or a text. Does not compile, and says why.
-  template <typename T, typename = std::enable_if_t<std::is_same_v<T, bool> ||
-                                                    std::is_floating_point_v<T> ||
-                                                    std::is_null_pointer_v<T>>>
+  template <typename T,
+            typename = std::enable_if_t<std::is_same_v<T, bool> || std::is_floating_point_v<T> ||
+                                        std::is_null_pointer_v<T>>>
   void call(T) {
     static_assert(sizeof(T) == 0,
                   "a Callback replies with int, text or a container of texts: make any other value "
@@ -70,7 +71,10 @@ class Callback {
   template <typename Build>
   void reply(const Build& build);
 
-  v8::Global<v8::Function> function_;
+  // In a union, for the destructor to decide: without an isolate there is nothing to let go of.
+  union {
+    v8::Global<v8::Function> function_;
+  };
 };
 
 /// Calls the function stored under `name` on the global object, with the global object as receiver,
