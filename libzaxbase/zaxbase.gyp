@@ -39,11 +39,9 @@
         'zax-value.cpp',
       ],
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-      # Without a procedure linkage table a call of V8 is one jump shorter, and a call of a bound
-      # function makes about forty of them. With sections an add-on carries only what it uses.
-      'cflags': ['-fvisibility=hidden', '-fno-plt', '-ffunction-sections', '-fdata-sections'],
+      # With sections an add-on carries only what it uses.
+      'cflags': ['-fvisibility=hidden', '-ffunction-sections', '-fdata-sections'],
       'link_settings': {'ldflags': ['-Wl,--gc-sections']},
-      'configurations': {'Release': {'defines': ['NDEBUG']}},
       'cflags_cc': [
         '-fexceptions',
         '-frtti',
@@ -52,7 +50,7 @@
       # What an add-on needs to use the framework.
       'direct_dependent_settings': {
         'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-        'cflags': ['-fvisibility=hidden', '-fno-plt'],
+        'cflags': ['-fvisibility=hidden'],
         'cflags_cc': [
           '-fexceptions',
           '-frtti',

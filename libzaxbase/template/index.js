@@ -1,6 +1,9 @@
 'use strict';
 
+const { isMainThread } = require('node:worker_threads');
 const runtime = require('zaxbase/runtime');
+
+if (!isMainThread) throw new Error('Load ADDON_PACKAGE in the main thread');
 
 runtime.install();
 const addon = require('./build/Release/ADDON_NAME.node');

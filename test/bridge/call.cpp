@@ -31,12 +31,35 @@ void callCopies(const Callback& other, const Callback& callback) {
   moved.call("moved");
 }
 
-// Never destroyed: no handle may be let go of once the isolate is gone.
-Callback& kept = *new Callback;
+// Destroyed when the isolate is gone.
+Callback kept;
 
 void keep(const Callback& callback) { kept = callback; }
 
 void callKept(int value) { kept.call(value); }
+
+/// A job whose callback is empty; of none, no job.
+class Mute : public zax::Binding<Mute> {
+ public:
+  static Mute* create(const std::string& how) {
+    return how == "none" ? nullptr : new Mute(Callback(), how);
+  }
+
+  void beginJob() override { raise(how); }
+
+ private:
+  Mute(const Callback& callback, const std::string& jobHow) : Binding(callback), how(jobHow) {}
+
+  std::string how;
+};
+
+/// Calls an empty callback and tells whether that and the given one hold a function.
+void callEmpty(Callback callback) {
+  Callback empty;
+  empty.call();
+  empty.call("text");
+  callback.call((empty ? 2 : 0) + (callback ? 1 : 0));
+}
 
 /// v8call(name, ...args)
 void callByName(const Nan::FunctionCallbackInfo<v8::Value>& info) {
@@ -68,6 +91,8 @@ void registerCalls(Exports exports) {
   bind<&callWith<zax::StringMap>>(call, "map");
   bind<&callWith<Counts>>(call, "counts");
   bind<&callCopies>(exports, "callCopies");
+  bind<&callEmpty>(exports, "callEmpty");
+  Nan::Export(exports, "mute", Mute::entry);
   bind<&keep>(exports, "keep");
   bind<&callKept>(exports, "callKept");
   Nan::Export(exports, "v8call", callByName);

@@ -2,10 +2,12 @@
 
 const assert = require('node:assert');
 const { AsyncLocalStorage } = require('node:async_hooks');
+const fs = require('node:fs');
 const { test } = require('node:test');
 const { isNativeError } = require('node:util/types');
+const vm = require('node:vm');
 const runtime = require('zaxbase/runtime');
-const { bridge, replyOf, thrownBy } = require('./support');
+const { bridge, inChild, replyOf, thrownBy } = require('./support');
 
 const { __, ZaxBindingError, createZaxBindingError, install, promisify } = runtime;
 
@@ -71,6 +73,38 @@ test('installed functions do not show and do not replace those of the applicatio
   );
 });
 
+test('install serves native code from any context, and where intrinsics are frozen', () => {
+  delete globalThis.createZaxBindingError;
+  const context = vm.createContext({ require, module: {}, __: 'own' });
+  vm.runInContext(fs.readFileSync(require.resolve('zaxbase/runtime'), 'utf8'), context);
+  context.module.exports.install();
+  assert.strictEqual(context.__, 'own');
+  const { createZaxBindingError: create, ZaxBindingError: Class } = context.module.exports;
+  assert.deepStrictEqual(
+    [context, globalThis].map((each) => each.createZaxBindingError),
+    [create, create],
+  );
+  assert.ok(thrownBy(bridge.raise, 'std') instanceof Class);
+  globalThis.createZaxBindingError = createZaxBindingError;
+
+  process.env.NODE_OPTIONS = '--frozen-intrinsics';
+  const frozen = inChild((native) => native.raise('std'));
+  delete process.env.NODE_OPTIONS;
+  assert.match(frozen.stderr, /ZaxBindingError: disk full\n {4}at std::runtime_error \(native\)\n/);
+});
+
+test('mistakes that must not end the process', () => {
+  const { code, message } = thrownBy(bridge.mute, 'none');
+  assert.deepStrictEqual([code, message], ['EFAILED', 'create made no job']);
+  for (const how of ['', 'zax']) assert.strictEqual(bridge.mute(how), undefined);
+  assert.strictEqual(replyOf(bridge.callEmpty), 1);
+  // A static Callback is destroyed after JavaScript, or with it still there.
+  for (const end of [() => {}, () => process.exit()]) {
+    const { status, stderr } = inChild(`(native) => { native.keep(() => {}); (${end})(); }`);
+    assert.deepStrictEqual([status, stderr], [0, '']);
+  }
+});
+
 test('the promise form', async () => {
   assert.strictEqual(await promisify(bridge.call.string)('text'), 'text');
   assert.strictEqual(await promisify(bridge.call.bare)(), undefined);
@@ -92,12 +126,19 @@ test('failures in the promise form show where they come from', async () => {
     [['zax', [], [], ''], 'RAISED', 'raise (bridge/bridge/errors.cpp:'],
     [['', ['zax'], [], ''], 'RAISED', 'raise (bridge/bridge/errors.cpp:'],
     [['', [], ['replyError'], ''], 'SENT', 'run (bridge/bridge/jobs.cpp:'],
-    [['', []], 'EBADARG', 'BadArgumentNumber (libzaxbase/zax-exception-common.cpp:'],
+    [['std', [], [], ''], 'EUNKNOWN', 'std::runtime_error (native)'],
+    [
+      ['', []],
+      'EBADARG',
+      'BadArgumentNumber (libzaxbase/zax-exception-common.cpp:',
+      'expected 4, but got 2',
+    ],
   ];
-  for (const [args, code, place] of table) {
+  for (const [args, code, place, message = ''] of table) {
     const error = await nameOfCaller(...args).catch((reason) => reason);
     assert.strictEqual(error.code, code);
-    const [, first, ...others] = linesOf(error);
+    const [head, first, ...others] = linesOf(error);
+    assert.ok(head.endsWith(message), head);
     assert.ok(first.startsWith(`at ${place}`), first);
     assert.ok(others.some((line) => line.startsWith('at nameOfCaller (')));
   }
@@ -116,5 +157,10 @@ test('progress in the promise form', async () => {
   await assert.rejects(failing, { code: 'RAISED' });
   assert.strictEqual(progress.pop(), 1);
   assert.strictEqual(await job('', ['notify'], ['reply'], ''), 'done');
+  // An `undefined` in the place of onProgress, but not as an argument.
+  assert.strictEqual(await job('', ['notify'], ['reply'], '', undefined), 'done');
+  assert.strictEqual(await job('', ['notify'], ['reply'], undefined), 'done');
+  const message = 'Bad argument number: expected 4, but got 3';
+  await assert.rejects(job('', [], undefined), { message });
   replyOf(bridge.releaseLoop);
 });

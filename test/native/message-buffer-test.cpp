@@ -78,11 +78,12 @@ TEST(MessageBuffer, CopiesItsTextsPackedAnew) {
   source.overflow = true;
   MessageBuffer assigned = __("former", "a", 1, "b", 2, "c", 3);
   assigned.assign(source);
-  for (const MessageBuffer& copy : {MessageBuffer(source), assigned}) {
-    EXPECT_EQ(describe(copy), "f k=v:1 (null)=7:2");
-    EXPECT_EQ(std::string(copy.storage, copy.used), std::string("f\0k\0v\0007\0", 8));
-    EXPECT_EQ(copy.format, copy.storage);
-    EXPECT_EQ(copy.args[1].value, copy.storage + 6);
+  MessageBuffer constructed(source);
+  for (const MessageBuffer* copy : {&constructed, &assigned}) {
+    EXPECT_EQ(describe(*copy), "f k=v:1 (null)=7:2");
+    EXPECT_EQ(std::string(copy->storage, copy->used), std::string("f\0k\0v\0007\0", 8));
+    EXPECT_EQ(copy->format, copy->storage);
+    EXPECT_EQ(copy->args[1].value, copy->storage + 6);
   }
   source.assign(source);
   EXPECT_EQ(describe(source), "f k=v:1 (null)=7:2 overflow");

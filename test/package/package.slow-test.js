@@ -1,7 +1,7 @@
 'use strict';
 
 // The packages as their users get them: packed, then installed, built and run in a folder outside
-// the repository whose path contains a space. Takes about a minute.
+// the repository whose path contains a space. Takes a minute or two.
 
 const assert = require('node:assert');
 const fs = require('node:fs');
@@ -21,7 +21,8 @@ before(() => {
 });
 after(() => fs.rmSync(folder, { recursive: true }));
 
-const install = (cwd) => run(cwd, 'npm', 'install', '--no-audit', '--no-fund');
+const install = (cwd, ...options) =>
+  run(cwd, 'npm', 'install', '--no-audit', '--no-fund', ...options);
 
 function writeJson(file, content) {
   fs.mkdirSync(path.dirname(file), { recursive: true });
@@ -55,22 +56,60 @@ test('the packed echo installs, builds and runs', () => {
   });
 });
 
-test('the add-on that zaxbase new makes installs, builds and passes its tests', () => {
-  const addon = path.join(folder, 'my-addon');
-  run(
-    folder,
-    'npm',
-    'exec',
-    '--yes',
-    `--package=${tarballs.zaxbase}`,
-    '--',
-    'zaxbase',
-    'new',
-    'my-addon',
-  );
+/** Makes an add-on from the template below a folder, with the packed framework, and returns its folder. */
+function scaffold(cwd, name) {
+  fs.mkdirSync(cwd, { recursive: true });
+  const command = ['exec', '--yes', `--package=${tarballs.zaxbase}`, '--', 'zaxbase', 'new', name];
+  run(cwd, 'npm', ...command);
+  const addon = path.join(cwd, path.basename(name));
   const manifest = path.join(addon, 'package.json');
   const content = JSON.parse(fs.readFileSync(manifest, 'utf8'));
   writeJson(manifest, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
+  return addon;
+}
+
+test('the add-on that zaxbase new makes installs, builds and passes its tests', () => {
+  const addon = scaffold(folder, 'my-addon');
   install(addon);
   assert.match(run(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
+
+  // As if built for another Node, whose V8 has a function that this one lacks.
+  const source = path.join(addon, 'src/addon.cpp');
+  const text = fs.readFileSync(source, 'utf8').replace(/exports\) \{/, '$& v8::absent();');
+  const other = '#undef NODE_MODULE_VERSION\n#define NODE_MODULE_VERSION 1\n';
+  fs.writeFileSync(source, `#include <nan.h>\n${other}namespace v8 { void absent(); }\n${text}`);
+  run(addon, 'npm', 'run', 'build');
+  assert.throws(() => run(addon, process.execPath, '.'), /using\s+NODE_MODULE_VERSION 1\. /);
 });
+
+// Where the framework and the add-on stand to each other: the add-on's name, and its workspace.
+const layouts = {
+  hoisted: ['a-1'],
+  scoped: ['@s/a-2'],
+  workspace: ['a-3', 'packages/group/native'],
+};
+
+for (const [layout, [name, workspace]] of Object.entries(layouts)) {
+  test(`${layout}, a build writes into its own folder only`, () => {
+    const root = path.join(folder, layout);
+    const addon = scaffold(path.join(root, workspace ?? '../packed'), name);
+    const [{ filename }] = JSON.parse(run(addon, 'npm', 'pack', '--json'));
+    const dependencies = workspace ? {} : { [name]: `file:${path.join(addon, filename)}` };
+    const workspaces = workspace && [`${workspace}/*`];
+    writeJson(path.join(root, 'package.json'), { private: true, workspaces, dependencies });
+    install(root, '--ignore-scripts');
+    assert.ok(fs.existsSync(path.join(root, 'node_modules/zaxbase/zaxbase.cpp')));
+    const files = () =>
+      fs.readdirSync(root, { recursive: true }).map((file) => path.join(root, file));
+    const before = new Set(files());
+    run(root, 'npm', 'rebuild');
+    const made = files().filter((file) => !before.has(file) && !file.includes(`${name}/build`));
+    assert.deepStrictEqual(made, []);
+    const script = `
+      import { promisify } from 'zaxbase/runtime';
+      import addon from ${JSON.stringify(name)};
+      console.log(typeof promisify, addon.smallestFactor(91));`;
+    const options = ['--input-type=module', '-e', script];
+    assert.strictEqual(run(root, process.execPath, ...options), 'function 7\n');
+  });
+}

@@ -30,7 +30,8 @@ test('the packages carry what their users need and nothing else', () => {
   const expected = {
     zaxbase: [
       ...entries,
-      ...['runtime.d.ts', 'runtime.js', 'bin/zaxbase.js', 'zaxbase.gyp', 'zax-v8-argument-list.h'],
+      ...['runtime.d.ts', 'runtime.js', 'bin/zaxbase.js', 'zaxbase.gyp', 'zaxbase.cpp'],
+      'zax-v8-argument-list.h',
       ...pairs.flatMap((stem) => [`zax-${stem}.h`, `zax-${stem}.cpp`]),
       ...template.map((file) => `template/${file}`),
       ...['template/src/addon.cpp', 'template/test/addon.test.js'],
@@ -52,10 +53,15 @@ test('the packages carry what their users need and nothing else', () => {
 test("require('zaxbase') tells paths relative to the caller and prints nothing", () => {
   const script =
     'module.exports = require("zaxbase"); process.stdout.write(JSON.stringify(module.exports))';
-  for (const cwd of [root, path.join(root, 'libzaxbase'), path.join(root, 'examples/words')]) {
-    const { include_dir, targets, version, ...rest } = JSON.parse(
+  for (const place of ['test', 'test/package/build']) {
+    const cwd = path.join(root, place);
+    fs.mkdirSync(cwd, { recursive: true });
+    const { include_dir, targets, version, source, flags, ...rest } = JSON.parse(
       run(cwd, process.execPath, '-e', script),
     );
+    assert.strictEqual(source, 'build/zaxbase.cpp');
+    assert.ok(flags.every((flag) => /^[-/]/.test(flag)));
+    assert.match(fs.readFileSync(path.join(cwd, source), 'utf8'), /^#include <zaxbase\.cpp>$/m);
     const [gyp, target] = targets.split(':');
     assert.ok(!path.isAbsolute(include_dir) && !path.isAbsolute(gyp));
     assert.ok(fs.existsSync(path.resolve(cwd, include_dir, 'zax-v8-argument-list.h')));
