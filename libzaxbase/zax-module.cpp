@@ -82,7 +82,9 @@ std::string declare(const ModuleContents& contents) {
   const Declarations types;
   std::string exports;
   for (const auto& entry : contents.entries) exports += declareExport(entry);
-  return types.text() + exports;
+  std::string text = types.text() + exports;
+  if (!text.empty()) text.pop_back();  // the blank line after the last
+  return text;
 }
 
 template <typename T>
