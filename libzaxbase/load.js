@@ -30,7 +30,9 @@ function namesOf(folder) {
   const { name = '' } = JSON.parse(readIfThere(path.join(folder, 'package.json')) || '{}');
   const gyp = readIfThere(path.join(folder, 'binding.gyp'));
   const targets = [...gyp.matchAll(/["']target_name["']\s*:\s*["']([^"']+)["']/g)];
-  return [...new Set([path.basename(name), ...targets.map(([, target]) => target)])].filter(Boolean);
+  return [...new Set([path.basename(name), ...targets.map(([, target]) => target)])].filter(
+    Boolean,
+  );
 }
 
 /** The binary in a folder, if there is one. Of several, one has the add-on's name. */
