@@ -11,6 +11,7 @@ const { build, filesIn, root } = require('../../scripts/toolchain');
 const { run } = require('../support');
 
 const workspace = path.join(__dirname, 'build');
+const command = path.join(root, 'libzaxbase/bin/zaxbase.js');
 const read = (file) => fs.readFileSync(path.resolve(root, file), 'utf8');
 const plain = (code) => code.replace(/\s+/g, ' ').trim();
 
@@ -49,9 +50,14 @@ function writeStage({ folder }, { files }) {
   for (const [name, text] of files) write(path.join(folder, name), text);
   const sources = [...files.keys()].filter((name) => name.endsWith('.cpp'));
   if (sources.length === 0 || fs.existsSync(path.join(folder, 'binding.gyp'))) return;
-  const dependencies = [`<!(node -p "require('zaxbase').targets")`];
-  const target = { target_name: path.parse(sources[0]).name, sources, dependencies };
-  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [target] }));
+  const dependencies = ['../framework/binding.gyp:framework'];
+  writeTarget(folder, { target_name: path.parse(sources[0]).name, sources, dependencies });
+}
+
+/** Writes the build file of a target that is compiled as `require('zaxbase')` says. */
+function writeTarget(folder, target) {
+  const cflags_cc = [`<!@(node -p "require('zaxbase').flags.join(' ')")`];
+  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [{ ...target, cflags_cc }] }));
 }
 
 /** Builds the add-ons of all pages at once, so that the framework is compiled once. */
@@ -111,7 +117,8 @@ async function check({ place, output, sample = !output, fails, ...block }, page)
   if (!commands) return;
   const PATH = `${path.dirname(process.execPath)}:${process.env.PATH}`;
   const options = { cwd: page.folder, env: { PATH } };
-  const { status, stdout } = await run('bash', ['-ec', `exec 2>&1\n${commands}`], options);
+  const npx = `npx() { shift; '${process.execPath}' '${command}' "$@"; }`;
+  const { status, stdout } = await run('bash', ['-ec', `exec 2>&1\n${npx}\n${commands}`], options);
   assert.strictEqual(status !== 0, fails, `${place}: status ${status}\n${stdout}`);
   if (sample) return;
   const [printed, expected] = [stdout, output].map((text) => normalised(text, page));
@@ -126,6 +133,9 @@ test('the code of the documentation', async (t) => {
   const framework = path.join(workspace, 'node_modules/zaxbase');
   const options = { recursive: true, preserveTimestamps: true };
   fs.cpSync(path.join(root, 'libzaxbase'), framework, options);
+  const sources = [`<!(node -p "require('zaxbase').source")`];
+  const unit = { target_name: 'framework', type: 'static_library', sources };
+  writeTarget(path.join(workspace, 'framework'), unit);
   for (const { folder } of pages) {
     fs.rmSync(folder, { recursive: true, force: true });
     fs.mkdirSync(folder, { recursive: true });
