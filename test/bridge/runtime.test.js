@@ -79,12 +79,8 @@ test('install serves native code from any context, and where intrinsics are froz
   vm.runInContext(fs.readFileSync(require.resolve('zaxbase/runtime'), 'utf8'), context);
   context.module.exports.install();
   assert.strictEqual(context.__, 'own');
-  const { createZaxBindingError: create, ZaxBindingError: Class } = context.module.exports;
-  assert.deepStrictEqual(
-    [context, globalThis].map((each) => each.createZaxBindingError),
-    [create, create],
-  );
-  assert.ok(thrownBy(bridge.raise, 'std') instanceof Class);
+  assert.strictEqual(context.createZaxBindingError, globalThis.createZaxBindingError);
+  assert.ok(thrownBy(bridge.raise, 'std') instanceof context.module.exports.ZaxBindingError);
   globalThis.createZaxBindingError = createZaxBindingError;
 
   process.env.NODE_OPTIONS = '--frozen-intrinsics';
@@ -127,18 +123,12 @@ test('failures in the promise form show where they come from', async () => {
     [['', ['zax'], [], ''], 'RAISED', 'raise (bridge/bridge/errors.cpp:'],
     [['', [], ['replyError'], ''], 'SENT', 'run (bridge/bridge/jobs.cpp:'],
     [['std', [], [], ''], 'EUNKNOWN', 'std::runtime_error (native)'],
-    [
-      ['', []],
-      'EBADARG',
-      'BadArgumentNumber (libzaxbase/zax-exception-common.cpp:',
-      'expected 4, but got 2',
-    ],
+    [['', []], 'EBADARG', 'BadArgumentNumber (libzaxbase/zax-exception-common.cpp:'],
   ];
-  for (const [args, code, place, message = ''] of table) {
+  for (const [args, code, place] of table) {
     const error = await nameOfCaller(...args).catch((reason) => reason);
     assert.strictEqual(error.code, code);
-    const [head, first, ...others] = linesOf(error);
-    assert.ok(head.endsWith(message), head);
+    const [, first, ...others] = linesOf(error);
     assert.ok(first.startsWith(`at ${place}`), first);
     assert.ok(others.some((line) => line.startsWith('at nameOfCaller (')));
   }
@@ -160,7 +150,6 @@ test('progress in the promise form', async () => {
   // An `undefined` in the place of onProgress, but not as an argument.
   assert.strictEqual(await job('', ['notify'], ['reply'], '', undefined), 'done');
   assert.strictEqual(await job('', ['notify'], ['reply'], undefined), 'done');
-  const message = 'Bad argument number: expected 4, but got 3';
-  await assert.rejects(job('', [], undefined), { message });
+  await assert.rejects(job('', [], undefined), /^ZaxBindingError: .* expected 4, but got 3$/);
   replyOf(bridge.releaseLoop);
 });

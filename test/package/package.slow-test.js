@@ -36,27 +36,18 @@ test('the packed echo installs, builds and runs', () => {
   const script = `
     const echo = require('echo');
     const { asyncEchoWithNotifications } = require('echo/promises');
-    const seen = [];
-    const places = [];
-    const place = (error) => places.push([error.details.file, error.code]);
+    const place = (error) => console.log(error.details.file, error.code);
     try { echo.syncEcho(1) } catch (error) { place(error) }
     echo.asyncEcho(1, 'job_failure', place);
-    echo.syncEcho(1, 'x', (...reply) => seen.push(reply));
-    asyncEchoWithNotifications(1, 'x', (text) => seen.push(text)).then((reply) => {
-      seen.push(reply);
-      console.log(JSON.stringify({ seen, places }));
-      process.exit();
-    });`;
-  assert.deepStrictEqual(JSON.parse(run(consumer, process.execPath, '-e', script)), {
-    seen: [[0, 'x'], 'x-0%', 'x-25%', 'x-50%', 'x-75%', 'x-100%', 'x'],
-    places: [
-      ['libzaxbase/zax-exception-common.cpp', 'EBADARG'],
-      ['echo/zax-echo-worker.cpp', 'TEST-ERROR'],
-    ],
-  });
+    asyncEchoWithNotifications(50, 'x', () => {}).then((reply) => process.exit(console.log(reply)));`;
+  assert.deepStrictEqual(run(consumer, process.execPath, '-e', script).split('\n'), [
+    'libzaxbase/zax-exception-common.cpp EBADARG',
+    'echo/zax-echo-worker.cpp TEST-ERROR',
+    ...['x', ''],
+  ]);
 });
 
-/** Makes an add-on from the template below a folder, with the packed framework, and returns its folder. */
+/** Makes an add-on from the template, with the packed framework, and returns its folder. */
 function scaffold(cwd, name) {
   fs.mkdirSync(cwd, { recursive: true });
   const command = ['exec', '--yes', `--package=${tarballs.zaxbase}`, '--', 'zaxbase', 'new', name];
@@ -98,18 +89,16 @@ for (const [layout, [name, workspace]] of Object.entries(layouts)) {
     const workspaces = workspace && [`${workspace}/*`];
     writeJson(path.join(root, 'package.json'), { private: true, workspaces, dependencies });
     install(root, '--ignore-scripts');
-    assert.ok(fs.existsSync(path.join(root, 'node_modules/zaxbase/zaxbase.cpp')));
     const files = () =>
-      fs.readdirSync(root, { recursive: true }).map((file) => path.join(root, file));
-    const before = new Set(files());
+      fs.readdirSync(root, { recursive: true }).filter((file) => !file.includes(`${name}/build`));
+    const before = files();
     run(root, 'npm', 'rebuild');
-    const made = files().filter((file) => !before.has(file) && !file.includes(`${name}/build`));
-    assert.deepStrictEqual(made, []);
+    assert.deepStrictEqual(files(), before);
     const script = `
       import { promisify } from 'zaxbase/runtime';
       import addon from ${JSON.stringify(name)};
       console.log(typeof promisify, addon.smallestFactor(91));`;
-    const options = ['--input-type=module', '-e', script];
-    assert.strictEqual(run(root, process.execPath, ...options), 'function 7\n');
+    const printed = run(root, process.execPath, '--input-type=module', '-e', script);
+    assert.strictEqual(printed, 'function 7\n');
   });
 }

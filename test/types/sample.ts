@@ -128,7 +128,8 @@ new runtime.ZaxBindingError(1, 'text', details);
 runtime.install(true);
 
 // Build files, and the add-on that the scaffold makes.
-is<string[]>()([zaxbase.include_dir, zaxbase.targets, zaxbase.version]);
+is<string[]>()([zaxbase.include_dir, zaxbase.targets, zaxbase.version, zaxbase.source]);
+is<string[]>()(zaxbase.flags);
 is<number>()(addon.smallestFactor(91));
 is<Promise<number>>()(addon.countPrimes(100, (progress) => is<string>()(progress)));
 // @ts-expect-error
