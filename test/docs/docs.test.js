@@ -115,10 +115,9 @@ async function check({ place, output, sample = !output, fails, ...block }, page)
   const commands = commandsOf(block, page);
   if (output) assert.strictEqual(sample, !commands, `${place}: what is not run is sampled`);
   if (!commands) return;
-  const PATH = `${path.dirname(process.execPath)}:${process.env.PATH}`;
-  const options = { cwd: page.folder, env: { PATH } };
-  const npx = `npx() { shift; '${process.execPath}' '${command}' "$@"; }`;
-  const { status, stdout } = await run('bash', ['-ec', `exec 2>&1\n${npx}\n${commands}`], options);
+  const npx = `npx() { shift; node '${command}' "$@"; }`;
+  const args = ['-ec', `exec 2>&1\n${npx}\n${commands}`];
+  const { status, stdout } = await run('bash', args, { cwd: page.folder });
   assert.strictEqual(status !== 0, fails, `${place}: status ${status}\n${stdout}`);
   if (sample) return;
   const [printed, expected] = [stdout, output].map((text) => normalised(text, page));

@@ -62,15 +62,19 @@ function scaffold(cwd, name) {
 test('the add-on that zaxbase new makes installs, builds and passes its tests', () => {
   const addon = scaffold(folder, 'my-addon');
   install(addon);
-  assert.match(run(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
+  assert.match(run(addon, 'npm', 'test'), /tests 2\n.*pass 2\n/s);
+  const types = () => fs.readFileSync(path.join(addon, 'index.d.ts'), 'utf8');
+  const written = types();
+  run(addon, 'npm', 'run', 'types');
+  assert.strictEqual(types(), written);
 
   // As if built for another Node, whose V8 has a function that this one lacks.
   const source = path.join(addon, 'src/addon.cpp');
-  const text = fs.readFileSync(source, 'utf8').replace(/exports\) \{/, '$& v8::absent();');
-  const other = '#undef NODE_MODULE_VERSION\n#define NODE_MODULE_VERSION 1\n';
-  fs.writeFileSync(source, `#include <nan.h>\n${other}namespace v8 { void absent(); }\n${text}`);
-  run(addon, 'npm', 'run', 'build');
-  assert.throws(() => run(addon, process.execPath, '.'), /using\s+NODE_MODULE_VERSION 1\. /);
+  const text = fs.readFileSync(source, 'utf8');
+  const lacking = text.replace(/ZAX_MODULE.*/, 'namespace v8 { void absent(); }\n$& v8::absent();');
+  fs.writeFileSync(source, lacking);
+  run(addon, 'env', 'CXXFLAGS=-DNODE_EMBEDDER_MODULE_VERSION=1', 'npm', 'run', 'build');
+  assert.throws(() => run(addon, process.execPath, '.'), / was built for another Node \(NODE_MODULE/);
 });
 
 // Where the framework and the add-on stand to each other: the add-on's name, and its workspace.

@@ -131,8 +131,11 @@ runtime.install(true);
 is<string[]>()([zaxbase.include_dir, zaxbase.targets, zaxbase.version, zaxbase.source]);
 is<string[]>()(zaxbase.flags);
 is<number>()(addon.smallestFactor(91));
-is<Promise<number>>()(addon.countPrimes(100, (progress) => is<string>()(progress)));
+is<addon.Point>()(addon.centroid([{ x: 1, y: 2 }]));
+is<typeof addon>()(runtime.load<typeof addon>(new URL('file:///add-on/')));
 // @ts-expect-error
 zaxbase.include;
 // @ts-expect-error
-addon.countPrimes('100');
+addon.centroid([{ x: 1 }]);
+// @ts-expect-error
+runtime.load();
