@@ -115,3 +115,10 @@ export function createZaxBindingError(
  * before the first call of the add-on.
  */
 export function install(): void;
+
+/**
+ * The exports of an add-on on ZAX_MODULE: finds its binary below the add-on's folder, which is a
+ * path (`__dirname`, `import.meta.dirname`) or a `file:` URL (also that of a file in it). Where there
+ * is no binary, or one that was built for another Node, the error says so and how to build it.
+ */
+export function load<T = any>(folder: string | URL): T;

@@ -1,11 +1,14 @@
 'use strict';
 
-// The script side of the framework: the functions that native code calls by name on the global
-// object to make an error's message and its value, and a promise form for job functions.
+// The script side of the framework: `load`, and for jobs by hand the functions that native code calls
+// by name on the global object to make an error's message and its value, and a promise form.
 
 const { AsyncResource } = require('node:async_hooks');
 const { isNativeError } = require('node:util/types');
 const vm = require('node:vm');
+
+const ZaxBindingError = require('./error-class');
+const load = require('./load');
 
 /**
  * Builds a message. With one argument, that text is the message. With named values, every `%(key)s`
@@ -29,68 +32,12 @@ function buildMessage(format, values) {
   }
 }
 
-/**
- * The raising place. An exception from outside the framework does not tell it: its details name the
- * framework's own conversion, and its class says more.
- */
-function placeOf({ exceptionClass, function: name, file, line }) {
-  const converted = name === 'assign' && file.endsWith('zax-error-info.cpp');
-  return converted ? `${exceptionClass} (native)` : `${name} (${file}:${line})`;
-}
-
-/** The raising place and the native call stack, a line each in V8's style. */
-function nativeFrames(details) {
-  let frames = '';
-  if (details?.function) frames += `\n    at ${placeOf(details)}`;
-  for (const frame of details?.callstack ?? []) {
-    frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
-  }
-  return frames;
-}
-
 /** The frames of a captured stack, without the lines before them. */
 function scriptFrames(trace) {
   const stack = String(trace.stack ?? '');
   const begin = stack.indexOf('\n    at ');
   return begin < 0 ? '' : stack.slice(begin);
 }
-
-/**
- * What JavaScript receives when native code fails: an Error with the code and the details of the
- * native error. Its stack begins with the place in the native code that raised it.
- */
-class ZaxBindingError extends Error {
-  #trace = {};
-
-  /** Frames of the stack down to the function `caller` are left out. */
-  constructor(code, message, details, caller = new.target) {
-    // The trace is captured once, below. Where the limit is frozen it is captured twice.
-    const limit = Error.stackTraceLimit;
-    Reflect.set(Error, 'stackTraceLimit', 0);
-    super(message ?? '');
-    Reflect.set(Error, 'stackTraceLimit', limit);
-    delete this.stack; // It would hide the one of the class.
-    this.code = code;
-    this.details = details;
-    Error.captureStackTrace(this.#trace, caller);
-  }
-
-  /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
-  get stack() {
-    const frames = #trace in this ? scriptFrames(this.#trace) : '';
-    return `${this}${nativeFrames(this.details)}${frames}`;
-  }
-
-  set stack(value) {
-    Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
-  }
-}
-
-Object.defineProperty(ZaxBindingError.prototype, 'name', {
-  value: 'ZaxBindingError',
-  writable: true,
-  configurable: true,
-});
 
 /** Makes the value that JavaScript receives as the error. */
 function createZaxBindingError(code, message, details) {
@@ -173,5 +120,6 @@ module.exports = {
   createZaxBindingError,
   ZaxBindingError,
   install,
+  load,
   promisify,
 };

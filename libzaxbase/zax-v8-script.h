@@ -15,13 +15,20 @@ inline constexpr char errorClassScript[] = R"script(
   const { defineProperty } = Object;
   const { set } = Reflect;
 
+  /**
+   * The raising place. An exception from outside the framework does not tell it: then the details
+   * name the JavaScript function or, in jobs by hand, the framework's own conversion.
+   */
+  function placeOf({ exceptionClass, function: name, file, line }) {
+    if (name === 'assign' && file.endsWith('zax-error-info.cpp')) name = exceptionClass;
+    else if (file !== 'native') return `${name} (${file}:${line})`;
+    return `${name} (native)`;
+  }
+
   /** The raising place and the native call stack, a line each in V8's style. */
   function nativeFrames(details) {
     let frames = '';
-    if (details?.function) {
-      const place = details.line > 0 ? `${details.file}:${details.line}` : details.file;
-      frames += `\n    at ${details.function} (${place})`;
-    }
+    if (details?.function) frames += `\n    at ${placeOf(details)}`;
     for (const frame of details?.callstack ?? []) {
       frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
     }

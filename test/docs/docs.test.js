@@ -11,6 +11,7 @@ const { build, filesIn, root } = require('../../scripts/toolchain');
 const { run } = require('../support');
 
 const workspace = path.join(__dirname, 'build');
+const command = path.join(root, 'libzaxbase/bin/zaxbase.js');
 const read = (file) => fs.readFileSync(path.resolve(root, file), 'utf8');
 const plain = (code) => code.replace(/\s+/g, ' ').trim();
 
@@ -49,12 +50,18 @@ function writeStage({ folder }, { files }) {
   for (const [name, text] of files) write(path.join(folder, name), text);
   const sources = [...files.keys()].filter((name) => name.endsWith('.cpp'));
   if (sources.length === 0 || fs.existsSync(path.join(folder, 'binding.gyp'))) return;
-  const dependencies = [`<!(node -p "require('zaxbase').targets")`];
-  const target = { target_name: path.parse(sources[0]).name, sources, dependencies };
-  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [target] }));
+  const unit = /<zax\.h>/.test([...files.values()].join()) ? 'source' : 'frameSource';
+  const dependencies = [`../${unit}/binding.gyp:${unit}`];
+  writeTarget(folder, { target_name: path.parse(sources[0]).name, sources, dependencies });
 }
 
-/** Builds the add-ons of all pages at once, so that the framework is compiled once. */
+/** Writes the build file of a target that is compiled as `require('zaxbase')` says. */
+function writeTarget(folder, target) {
+  const cflags_cc = [`<!@(node -p "require('zaxbase').flags.join(' ')")`];
+  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [{ ...target, cflags_cc }] }));
+}
+
+/** Builds the add-ons of all pages at once, so that a unit of the framework is compiled once. */
 function buildPages(pages) {
   const native = pages.filter(({ folder }) => fs.existsSync(path.join(folder, 'binding.gyp')));
   const dependencies = native.map(({ name }) => `${name}/binding.gyp:*`);
@@ -109,7 +116,8 @@ async function check({ place, output, sample = !output, fails, ...block }, page)
   const commands = commandsOf(block, page);
   if (output) assert.strictEqual(sample, !commands, `${place}: what is not run is sampled`);
   if (!commands) return;
-  const args = ['-ec', `exec 2>&1\n${commands}`];
+  const npx = `npx() { shift; node '${command}' "$@"; }`;
+  const args = ['-ec', `exec 2>&1\n${npx}\n${commands}`];
   const { status, stdout } = await run('bash', args, { cwd: page.folder });
   assert.strictEqual(status !== 0, fails, `${place}: status ${status}\n${stdout}`);
   if (sample) return;
@@ -125,6 +133,11 @@ test('the code of the documentation', async (t) => {
   const framework = path.join(workspace, 'node_modules/zaxbase');
   const options = { recursive: true, preserveTimestamps: true };
   fs.cpSync(path.join(root, 'libzaxbase'), framework, options);
+  for (const target_name of ['source', 'frameSource']) {
+    const sources = [`<!(node -p "require('zaxbase').${target_name}")`];
+    const unit = { target_name, type: 'static_library', sources };
+    writeTarget(path.join(workspace, target_name), unit);
+  }
   for (const { folder } of pages) {
     fs.rmSync(folder, { recursive: true, force: true });
     fs.mkdirSync(folder, { recursive: true });

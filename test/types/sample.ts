@@ -126,9 +126,11 @@ runtime.install(true);
 // Build files, and the add-on that the scaffold makes.
 const { flags, ...told } = zaxbase;
 is<Record<'include_dir' | 'targets' | 'version' | 'source' | 'frameSource', string>>()(told);
-are<[string[], number]>()([flags, addon.smallestFactor(91)]);
-is<Promise<number>>()(addon.countPrimes(100, (progress) => is<string>()(progress)));
+are<[string[], addon.Point]>()([flags, addon.centroid([{ x: 1, y: 2 }])]);
+is<typeof addon>()(runtime.load<typeof addon>(new URL('file:///add-on/')));
 // @ts-expect-error
 zaxbase.include;
 // @ts-expect-error
-addon.countPrimes('100');
+addon.centroid([{ x: 1 }]);
+// @ts-expect-error
+runtime.load();
