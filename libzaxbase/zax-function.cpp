@@ -140,10 +140,9 @@ ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* cons
   if (count >= signature.required && count <= signature.count) {
     return function.run_(function, invocation);
   }
-  BadArgumentNumber refusal(
-      __("Bad argument number: expected %(want)s, but got %(got)s", "want",
-         countText(signature.required, signature.count), "got", count),
-      DebugInfo("native", 0, function.name_.c_str(), -1, nullptr, nullptr));
+  BadArgumentNumber refusal(__("Bad argument number: expected %(want)s, but got %(got)s", "want",
+                               countText(signature.required, signature.count), "got", count),
+                            DebugInfo("native", 0, function.name_.c_str(), -1, nullptr, nullptr));
   return function.fail(invocation, &refusal);
 }
 

@@ -70,9 +70,9 @@ class Function : public ZaxFunction {
   Run run_;
 };
 
-/// For the handler of an exception: throws it into script, with the place in JavaScript's terms where
-/// it brings none. `thrown` is null for what is no std::exception; `what` is the value that an error
-/// of conversion is about. (To catch by type here would take a second throw.)
+/// For the handler of an exception: throws it into script, with the place in JavaScript's terms
+/// where it brings none. `thrown` is null for what is no std::exception; `what` is the value that
+/// an error of conversion is about. (To catch by type here would take a second throw.)
 void throwToScript(std::exception* thrown, const std::string& function,
                    const std::string& what) noexcept;
 

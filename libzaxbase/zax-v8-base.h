@@ -16,8 +16,8 @@ void v8ToStd(std::string& out, const v8::Local<v8::String>& value);
 std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
                      std::size_t capacity);
 
-/// A JavaScript string from UTF-8; what is invalid becomes U+FFFD. Empty where V8 takes no string of
-/// that length. JavaScript thread only.
+/// A JavaScript string from UTF-8; what is invalid becomes U+FFFD. Empty where V8 takes no string
+/// of that length. JavaScript thread only.
 v8::MaybeLocal<v8::String> newString(v8::Isolate* isolate, const char* utf8, std::size_t size);
 
 /// A JavaScript value that holds a native pointer, and the pointer. JavaScript thread only.

@@ -28,8 +28,8 @@ class Environment : public NonCopyable {
   /// That of the calling thread, made at the first call. `context` is the main one.
   static Environment& enter(v8::Local<v8::Context> context);
 
-  /// Whether the main thread's environment has ended, and with it what its memory came from: what is
-  /// released later, by a static object, is left to the end of the process. Any thread.
+  /// Whether the main thread's environment has ended, and with it what its memory came from: what
+  /// is released later, by a static object, is left to the end of the process. Any thread.
   static bool isMainOver() { return mainOver_; }
 
   v8::Isolate* isolate() const { return isolate_; }
