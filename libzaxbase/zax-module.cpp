@@ -66,22 +66,8 @@ std::string declareExport(const ModuleContents::Entry& entry) {
 }
 
 constexpr const char* errorDeclaration =
-    "/** What a function throws where it fails. */\n"
-    "export interface ZaxBindingError extends Error {\n"
-    "  /** Such as \"EBADARG\" for an argument that is refused, or \"ENOENT\". */\n"
-    "  code: string;\n"
-    "  /** The class and the place in C++, and the system's error where there is one. */\n"
-    "  details: {\n"
-    "    exceptionClass: string;\n"
-    "    file: string;\n"
-    "    line: number;\n"
-    "    function: string;\n"
-    "    callstack: { function: string; file: string; offset: string; address: string }[];\n"
-    "    syscode?: number;\n"
-    "    sysdesc?: string;\n"
-    "    sysmsg?: string;\n"
-    "  };\n"
-    "}\n";
+    "/** What is thrown where native code fails. */\n"
+    "export type { ZaxBindingError } from 'zaxbase/runtime';\n";
 
 /// The add-on's declarations; what `zaxbase types` calls.
 std::string declare(const ModuleContents& contents) {

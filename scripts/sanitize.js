@@ -15,7 +15,7 @@ const kinds = {
     runtime: 'libasan.so',
     // Node itself frees little when it ends: leaks show in the native tests, which are run again.
     env: { ASAN_OPTIONS: 'detect_leaks=0', UBSAN_OPTIONS: 'print_stacktrace=1' },
-    folders: ['test/bridge', 'test/echo', 'test/exits', 'test/property'],
+    folders: ['test/bridge', 'test/echo', 'test/exits', 'test/plain', 'test/property'],
     leaks: { ASAN_OPTIONS: 'detect_leaks=1' },
   },
   thread: {
@@ -24,7 +24,7 @@ const kinds = {
     env: {
       TSAN_OPTIONS: `ignore_noninstrumented_modules=1 halt_on_error=1`,
     },
-    folders: ['test/bridge', 'test/echo', 'test/exits'],
+    folders: ['test/bridge', 'test/echo', 'test/exits', 'test/plain'],
   },
 };
 

@@ -8,3 +8,6 @@ export function smallestFactor(number: number): number;
 
 /** The point in the middle of others. */
 export function centroid(points: Point[]): Point;
+
+/** What is thrown where native code fails. */
+export type { ZaxBindingError } from 'zaxbase/runtime';
