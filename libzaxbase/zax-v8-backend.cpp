@@ -407,6 +407,7 @@ const ZaxBackend backendTable = {
     makeSmallBuffer,
     makeView,
     holdMemory,
+    copyMemory,
     releaseMemory,
     allocateMemory,
     getLength,

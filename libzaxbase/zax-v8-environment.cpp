@@ -173,7 +173,7 @@ ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
 }
 
 v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, std::size_t size) {
-  if (size > slabSize - slabUsed_) {
+  if (slab_.IsEmpty() || size > slabSize - slabUsed_) {
     const auto slab = v8::ArrayBuffer::New(isolate_, slabSize);
     slabData_ = static_cast<std::uint8_t*>(slab->GetBackingStore()->Data());
     slabUsed_ = 0;

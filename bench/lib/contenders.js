@@ -44,6 +44,9 @@ function checkError(error) {
   return true;
 }
 
+/** For comparison: what JavaScript itself makes. */
+const literal = { points };
+
 /** What the functions that return give, and what they must refuse. */
 const results = [
   ['add', [0.5, 2], 2.5],
@@ -52,6 +55,7 @@ const results = [
   ['sumOfPoints', [[{ y: 1, name: 'four', x: 0.5, z: null }]], 5.5],
   ['numbers', [3], [0, 0.75, 1.5]],
   ['points', [2], points(2)],
+  ['invert', [Buffer.alloc(0)], Buffer.alloc(0)],
   ['invert', [Buffer.from([0, 255, 7])], Buffer.from([255, 0, 248])],
   ['invert', [Buffer.alloc(2048)], Buffer.alloc(2048, 255)],
   ['rows', [100], rows(100)],
@@ -131,4 +135,4 @@ async function check(contenders) {
   }
 }
 
-module.exports = { names, secondNapi, load, check, points };
+module.exports = { names, secondNapi, load, check, literal };

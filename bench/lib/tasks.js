@@ -34,21 +34,22 @@ const loops = new WeakMap();
 
 /**
  * Runs a statement `count` times, in a loop that is compiled for the contender alone, as V8 does for
- * a program that uses one. The statement sees the contender's functions, `i` and `input`; what it
- * leaves in `sum` must be as told.
+ * a program that uses one. It sees the contender's functions, `i` and the value of the expression
+ * `input`, and adds `sum` to the variable of that name each time.
  */
 function repeat(contender, { statement, input, sum, count }) {
   if (!loops.has(contender)) loops.set(contender, {});
-  const body = `let sum = 0; for (let i = 0; i < count; i++) { ${statement}; } return sum;`;
+  const compiled = loops.get(contender);
+  const source = `const input = ${input};
+    return (count) => {
+      let sum = 0;
+      for (let i = 0; i < count; i++) { ${statement}; }
+      return sum;
+    };`;
   const functions = `{ ${Object.keys(contender)} }`;
-  const loop = (loops.get(contender)[statement] ??= new Function(
-    functions,
-    'input',
-    'count',
-    body,
-  ));
+  const loop = (compiled[source] ??= new Function(functions, source)(contender));
   const stop = meter();
-  const given = loop(contender, input, count);
+  const given = loop(count);
   const figures = stop(count);
   assert.equal(given, sum * count);
   return figures;
