@@ -355,15 +355,17 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   v8::Local<v8::String> string;
   if (!value->ToString(context()).ToLocal(&string)) string = v8::String::Empty(currentIsolate());
   const bool isShort = string->Length() <= shortText;
-  const v8::String::Utf8Value utf8(currentIsolate(),
-                                   isShort ? string : v8::String::Empty(currentIsolate()));
-  if (!isShort || std::strlen(*utf8) < static_cast<std::size_t>(utf8.length())) {
+  char utf8[3 * shortText + 1];
+  const std::size_t bytes = isShort ? utf8Size(currentIsolate(), string) : 0;
+  if (isShort) writeUtf8(currentIsolate(), string, utf8, bytes);
+  utf8[bytes] = '\0';
+  if (!isShort || std::strlen(utf8) < bytes) {
     const char* type = value->IsString() ? "string" : "bigint";
     std::snprintf(text, size, "a %s of %d characters", type, string->Length());
     return;
   }
   const char* format = value->IsString() ? "\"%s\"" : value->IsBigInt() ? "%sn" : "%s";
-  std::snprintf(text, size, format, *utf8);
+  std::snprintf(text, size, format, utf8);
 }
 
 void own(void* object, void (*destroy)(void*)) { Environment::current()->own(object, destroy); }
