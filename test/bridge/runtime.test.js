@@ -3,6 +3,7 @@
 const assert = require('node:assert');
 const { AsyncLocalStorage } = require('node:async_hooks');
 const fs = require('node:fs');
+const { createRequire } = require('node:module');
 const { test } = require('node:test');
 const { isNativeError } = require('node:util/types');
 const vm = require('node:vm');
@@ -75,8 +76,9 @@ test('installed functions do not show and do not replace those of the applicatio
 
 test('install serves native code from any context, and where intrinsics are frozen', () => {
   delete globalThis.createZaxBindingError;
-  const context = vm.createContext({ require, module: {}, __: 'own' });
-  vm.runInContext(fs.readFileSync(require.resolve('zaxbase/runtime'), 'utf8'), context);
+  const file = require.resolve('zaxbase/runtime');
+  const context = vm.createContext({ require: createRequire(file), module: {}, __: 'own' });
+  vm.runInContext(fs.readFileSync(file, 'utf8'), context);
   context.module.exports.install();
   assert.strictEqual(context.__, 'own');
   assert.strictEqual(context.createZaxBindingError, globalThis.createZaxBindingError);

@@ -75,7 +75,10 @@ test('the add-on that zaxbase new makes installs, builds and passes its tests', 
   fs.writeFileSync(source, lacking);
   const version = process.versions.modules - 1;
   run(addon, 'env', `CXXFLAGS=-DNODE_EMBEDDER_MODULE_VERSION=${version}`, 'npm', 'run', 'build');
-  assert.throws(() => run(addon, process.execPath, '.'), / was built for another Node \(NODE_MODULE/);
+  assert.throws(
+    () => run(addon, process.execPath, '.'),
+    / was built for another Node \(NODE_MODULE/,
+  );
 });
 
 // Where the framework and the add-on stand to each other: the add-on's name, and its workspace.

@@ -25,7 +25,14 @@ test('the packages carry what their users need and nothing else', () => {
   const expected = {
     zaxbase: [
       ...entries,
-      ...['runtime.d.ts', 'runtime.js', 'bin/zaxbase.js', 'zaxbase.gyp'],
+      ...[
+        'runtime.d.ts',
+        'runtime.js',
+        'error-class.js',
+        'load.js',
+        'bin/zaxbase.js',
+        'zaxbase.gyp',
+      ],
       ...fs.readdirSync(path.join(root, 'libzaxbase')).filter((file) => /\.(h|cpp)$/.test(file)),
       ...template.map((file) => `template/${file}`),
       ...['template/src/addon.cpp', 'template/test/addon.test.js'],
