@@ -27,9 +27,8 @@ using Readings = std::vector<Reading>;
 
 Reading warmest(const Readings& readings) {
   if (readings.empty()) throw zax::Exception("EEMPTY", __("no readings"), ZAX_DEBUG_INFO);
-  return *std::max_element(readings.begin(), readings.end(), [](const auto& a, const auto& b) {
-    return a.celsius < b.celsius;
-  });
+  return *std::max_element(readings.begin(), readings.end(),
+                           [](const auto& a, const auto& b) { return a.celsius < b.celsius; });
 }
 
 std::map<std::string, double> byStation(const Readings& readings, std::optional<int> digits) {

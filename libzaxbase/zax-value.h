@@ -32,6 +32,15 @@ namespace zax {
 template <typename T, typename = void>
 struct Value {};
 
+/// `void` where all the types exist. Of std::void_t clang 14 thinks that it is the same whatever
+/// its types are, so that two specialisations by it would be one.
+template <typename...>
+struct ExistHelper {
+  using type = void;
+};
+template <typename... T>
+using Exist = typename ExistHelper<T...>::type;
+
 template <typename T, typename = void>
 inline constexpr bool isReadable = false;
 template <typename T>
@@ -292,7 +301,7 @@ struct Value<const char*> {
 
 /// std::filesystem::path, whose header is not everybody's.
 template <typename T>
-struct Value<T, std::void_t<decltype(T::preferred_separator), typename T::string_type>> {
+struct Value<T, Exist<decltype(T::preferred_separator), typename T::string_type>> {
   static constexpr unsigned kinds = 1U << ZaxString;
   static T from(Handle value) { return T(value.text()); }
   static Handle to(const T& value) { return Handle::text(value.string()); }
@@ -439,7 +448,7 @@ double floorMilliseconds(long long count, long long numerator, long long denomin
 double readDate(Handle value);
 
 template <typename T>
-struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zero().count())>> {
+struct Value<T, Exist<typename T::rep, typename T::period, decltype(T::zero().count())>> {
   static constexpr unsigned kinds = 1U << ZaxNumber;
   static T from(Handle value) { return fromMilliseconds(value, value.number()); }
   static Handle to(const T& value) { return Handle::number(milliseconds(value)); }
@@ -470,8 +479,8 @@ struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zer
 
 /// The points of std::chrono::system_clock.
 template <typename T>
-struct Value<T, std::void_t<typename T::clock, typename T::duration,
-                            decltype(T::clock::to_time_t(typename T::clock::time_point()))>> {
+struct Value<T, Exist<typename T::clock, typename T::duration,
+                      decltype(T::clock::to_time_t(typename T::clock::time_point()))>> {
   static constexpr unsigned kinds = 1U << ZaxDate;
   using Duration = Value<typename T::duration>;
   static T from(Handle value) { return T(Duration::fromMilliseconds(value, readDate(value))); }
