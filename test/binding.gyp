@@ -16,5 +16,20 @@
       'target_name': 'bridge',
       'sources': ['<!@(ls bridge/*.cpp)'],
     },
+    {
+      # An add-on on ZAX_MODULE, as an author builds one: the framework is one unit of its own.
+      'target_name': 'plain',
+      'dependencies!': ['<!(node -p "require(\'zaxbase\').targets")'],
+      'sources': ['plain/plain.cpp', '../libzaxbase/zaxbase.cpp'],
+      'include_dirs': ['../libzaxbase'],
+      'cflags': ['-fvisibility=hidden'],
+      'cflags_cc': [
+        '-fexceptions',
+        '-frtti',
+        '-Wno-cast-function-type',
+        '-isystem', '<!(node -p "path.dirname(require.resolve(\'nan\'))")',
+      ],
+      'defines': ['NDEBUG'],
+    },
   ],
 }

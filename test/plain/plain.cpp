@@ -1,0 +1,143 @@
+// What the tests of the plain road call: each type of values there and back, and functions that do
+// what authors' functions do, good and bad.
+
+#include <zax.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <list>
+#include <map>
+#include <set>
+#include <unordered_map>
+
+struct Point {
+  double x;
+  std::optional<long> y;
+  bool on;
+};
+ZAX_FIELDS(Point, x, y, on);
+
+// Alternatives that look alike: what fails in one is tried in the other.
+struct Node {
+  std::vector<std::variant<Node, std::optional<Node>>> nodes;
+};
+ZAX_FIELDS(Node, nodes);
+
+enum class Color { red, green = 7 };
+ZAX_ENUM(Color, red, green);
+
+namespace {
+
+using Either = std::variant<bool, std::string, std::list<double>>;
+using Rows = std::vector<std::tuple<std::optional<Point>, Either, Color>>;
+
+std::atomic<int> destroyed{0};
+std::vector<std::function<void()>> keptFunctions;
+zax::Bytes keptBytes;
+
+Node nested(int depth) {
+  Node node;
+  if (depth > 0) node.nodes.emplace_back(nested(depth - 1));
+  return node;
+}
+
+void fail(const std::string& how, const std::string& text) {
+  if (how == "zax") throw zax::Exception("EZAX", __("no %(what)s", "what", text), ZAX_DEBUG_INFO);
+  if (how == "system") throw std::system_error(EACCES, std::generic_category(), text);
+  if (how == "stream") throw std::system_error(std::make_error_code(std::io_errc::stream), text);
+  if (how == "file") (void)std::filesystem::file_size(text);
+  if (how == "std") throw std::runtime_error(text);
+  if (how == "huge") throw std::runtime_error(std::string(600'000'000, 'x'));
+  if (how == "int") throw 42;
+  if (how == "text") throw "a text";
+}
+
+template <typename... T>
+void same(zax::Module& module, std::initializer_list<const char*> names) {
+  const char* const* name = names.begin();
+  (module.function(*name++, [](T value) { return value; }, {"value"}), ...);
+}
+
+void addTypes(zax::Module&& ids) {
+  same<bool, std::int8_t, int, unsigned, long, std::uint64_t, double, float>(
+      ids, {"bool", "int8", "int", "unsigned", "long", "ulong", "double", "float"});
+  same<zax::BigInt64, zax::BigUint64, std::string, std::string_view, std::filesystem::path, Color>(
+      ids, {"bigInt", "bigUint", "string", "view", "path", "color"});
+  same<std::vector<double>, std::vector<long>, std::vector<bool>, std::deque<std::optional<int>>>(
+      ids, {"doubles", "longs", "bools", "optionals"});
+  same<std::set<int>, std::array<std::string_view, 20>, std::pair<int, std::string>, Either>(
+      ids, {"set", "views", "pair", "either"});
+  same<std::map<std::string, int>, std::map<double, std::string>, Point, std::vector<Point>>(
+      ids, {"map", "numbers", "point", "points"});
+  same<Node, std::unordered_map<std::string, Rows>, zax::Handle, std::vector<zax::Handle>>(
+      ids, {"node", "composed", "any", "handles"});
+  same<zax::Bytes, std::vector<std::uint8_t>, zax::TypedArray<double>, std::optional<int>>(
+      ids, {"bytes", "copy", "float64", "optional"});
+  using namespace std::chrono;
+  same<system_clock::time_point, seconds, nanoseconds, duration<double>>(
+      ids, {"date", "seconds", "nanoseconds", "duration"});
+}
+
+void addFunctions(zax::Module& module) {
+  module.function(
+      "add", [](int a, std::optional<int> b) { return a + b.value_or(10); }, {"a", "in"},
+      "The sum.\nOf two */ numbers.");
+  module.function("nothing", [] {});
+  module.function("ninth", [](int, int, int, int, int, int, int, int, Point p) { return p.x; });
+  module.function("make-text", [](unsigned char code, unsigned times) {
+    return std::vector<std::string>{"", std::string(times, static_cast<char>(code))};
+  });
+  module.function("zeros", [](double size) { return zax::Bytes(static_cast<std::size_t>(size)); });
+  module.function("owned", [](const std::string& text) {
+    return zax::OwnedBytes(strdup(text.c_str()), text.size(), std::free);
+  });
+  module.function("nested", nested);
+  module.function("set", [](zax::Handle object, zax::Handle key) { object.set(key, key); });
+  module.function("fail", fail, {"how", "text"});
+  module.function("destroyed", [] { return destroyed.load(); });
+}
+
+void addCallbacks(zax::Module& module) {
+  using Function = std::function<std::string(const std::string&, std::optional<int>)>;
+  module.function("apply", [](const Function& f, const std::string& text) { return f(text, 1); },
+                  {"f", "text"});
+  module.function("swallow", [](const std::function<int()>& f, const std::string& how) {
+    try {
+      f();
+    } catch (const std::exception& e) {
+      fail(how, e.what());
+    }
+    return std::vector<Point>(20);
+  });
+  module.function("watch", [](const zax::Bytes& bytes, const std::function<void()>& f) {
+    f();
+    return bytes.data()[0];
+  });
+  module.function("keep", [](std::function<void()> f, zax::Bytes bytes) {
+    keptFunctions.push_back(std::move(f));
+    keptBytes = std::move(bytes);
+  });
+  module.function("callKept", [] { keptFunctions.back()(); });
+  module.function("callElsewhere", [](const std::function<void(Point)>& f) {
+    std::async(std::launch::async, f, Point()).get();
+  });
+  module.function("release", [] {
+    std::async(std::launch::async, [] { keptFunctions.clear(); }).get();
+    return keptBytes.data()[0];
+  });
+}
+
+}  // namespace
+
+ZAX_MODULE(module) {
+  if (std::getenv("PLAIN_FAILS")) fail("zax", "body");
+  addTypes(module.object("same", "Each type there and back."));
+  addFunctions(module);
+  addCallbacks(module);
+  const auto destroy = [](const int* value) { delete value, ++destroyed; };
+  module.function("counted", [value = std::shared_ptr<int>(new int, destroy)] { (void)value; });
+  module.value("default", std::map<std::string, int>{{"most", 5}});
+}
