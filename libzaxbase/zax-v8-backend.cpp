@@ -356,8 +356,8 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   if (!value->ToString(context()).ToLocal(&string)) string = v8::String::Empty(currentIsolate());
   const bool isShort = string->Length() <= shortText;
   char utf8[3 * shortText + 1];
-  const std::size_t bytes = isShort ? utf8Size(currentIsolate(), string) : 0;
-  if (isShort) writeUtf8(currentIsolate(), string, utf8, bytes);
+  const std::size_t bytes =
+      isShort ? readUtf8(currentIsolate(), string, utf8, sizeof(utf8) - 1) : 0;
   utf8[bytes] = '\0';
   if (!isShort || std::strlen(utf8) < bytes) {
     const char* type = value->IsString() ? "string" : "bigint";
