@@ -68,7 +68,9 @@ test('declarations', () => {
     plain['make-text'](1);
     export { is };`;
   const files = { 'plain.d.ts': declare(), 'use.ts': use };
-  const options = { strict: true, target: 9, module: ts.ModuleKind.ES2022, types: [] };
+  const moduleResolution = ts.ModuleResolutionKind.Bundler;
+  const module = ts.ModuleKind.ES2022;
+  const options = { strict: true, target: 9, module, moduleResolution, types: [] };
   const host = ts.createCompilerHost(options);
   const { getSourceFile, fileExists } = host;
   const textOf = (name) => files[path.basename(name)];

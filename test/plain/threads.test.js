@@ -56,7 +56,7 @@ test('a Worker that is terminated in a conversion, or in a callback', async () =
     const begins = 'parentPort.postMessage("in");';
     const calls = ['points(Array(20).fill(' + row + '))', 'points([' + row + '])', 'map(' + row + ')']
       .map((call) => 'plain.same.' + call)
-      .concat(['', 'system', 'zax', 'std', 'int'].map((how) => \`plain.swallow(() => \${row}.x, '\${how}')\`))
+      .concat(['', 'system', 'zax', 'std', 'int'].map((how) => \`plain.swallow(() => (\${row}).x, '\${how}')\`))
       .concat(begins + 'plain.same.points(Array(5e6).fill({ x: 1, on: true }))');
     for (const call of calls) {
       const worker = begin(call);
