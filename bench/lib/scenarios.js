@@ -171,7 +171,12 @@ async function s8(bench) {
   const rows = [];
   for (const [what, times] of Object.entries({ '8 bytes': 1, '1 KiB': 128 })) {
     const input = `'${'upper it'.repeat(times)}'`;
-    const options = { statement: 'sum += upper(input).length', input, sum: 8 * times, count: 20000 };
+    const options = {
+      statement: 'sum += upper(input).length',
+      input,
+      sum: 8 * times,
+      count: 20000,
+    };
     rows.push(await repeated(bench, what, 'ns', options, goal('raw', 1.5), goal('peer', 0.8)));
   }
   return rows;
@@ -189,8 +194,11 @@ async function s9(bench) {
 
 async function s10({ contenders, rounds }) {
   const bench = { contenders, rounds };
-  const sum = literal.points(1000).reduce((total, { x, y, name }) => total + x + y + name.length, 0);
-  const input = "Array.from(Array(1000), (_, i) => ({ x: i * 0.5, y: i * -0.25, name: 'point ' + i }))";
+  const sum = literal
+    .points(1000)
+    .reduce((total, { x, y, name }) => total + x + y + name.length, 0);
+  const input =
+    "Array.from(Array(1000), (_, i) => ({ x: i * 0.5, y: i * -0.25, name: 'point ' + i }))";
   const into = { statement: 'sum += sumOfPoints(input)', input, sum, count: 20 };
   const out = { statement: 'sum += points(1000).length', sum: 1000, count: 20 };
   const statement = 'for (const { x, y, name } of input) sum += x + y + name.length';
