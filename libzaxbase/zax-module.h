@@ -72,6 +72,8 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
 
 }  // namespace zax
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name.
+
 /// Registers an add-on: `ZAX_MODULE(module) { module.function("add", add); }`. The body runs once
 /// for each JavaScript thread that loads the add-on.
 #define ZAX_MODULE(module)                                                                     \
@@ -81,5 +83,7 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
     return zax::loadModule(backend, exports, zaxModuleBody);                                   \
   }                                                                                            \
   static void zaxModuleBody([[maybe_unused]] zax::Module& module)
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif
