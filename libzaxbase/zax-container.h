@@ -57,6 +57,8 @@ Handle writeMap(const MapType& type, void* iterator, std::size_t size);
 /// The struct behind ZAX_FIELDS, null for other types; zax-fields.h says more.
 template <typename T, typename = void>
 inline constexpr const StructType* structTypeOf = nullptr;
+template <typename T, typename = void>
+inline constexpr bool isStruct = false;
 
 template <typename T, typename = void>
 inline constexpr bool isContainer = false;
@@ -135,18 +137,18 @@ constexpr SequenceType sequenceTypeOf() {
   SequenceType type{};
   type.keepsHandles = holds<Element, Handle>;
   type.reserve = Functions::reserve;
-  if constexpr (structTypeOf<Element> != nullptr) type.structType = structTypeOf<Element>;
+  if constexpr (isStruct<Element>) type.structType = structTypeOf<Element>;
   if constexpr (isReadable<Element>) {
     type.addValue = Functions::addValue;
     if constexpr (columnOf<Element> == ZaxNumberColumn) type.addNumbers = Functions::addNumbers;
-    if constexpr (structTypeOf<Element> != nullptr && isGrowing<C>) {
+    if constexpr (isStruct<Element> && isGrowing<C>) {
       type.addStruct = Functions::addStruct;
     }
   }
   if constexpr (isWritable<Element>) {
     type.nextValue = Functions::nextValue;
     if constexpr (columnOf<Element> == ZaxNumberColumn) type.nextNumbers = Functions::nextNumbers;
-    if constexpr (structTypeOf<Element> != nullptr) type.nextStruct = Functions::nextStruct;
+    if constexpr (isStruct<Element>) type.nextStruct = Functions::nextStruct;
   }
   return type;
 }

@@ -99,6 +99,8 @@ struct StructTypeOf {
 template <typename T>
 inline constexpr const StructType* structTypeOf<T, std::enable_if_t<Fields<T>::exist>> =
     &Fields<T>::Type::type;
+template <typename T>
+inline constexpr bool isStruct<T, std::enable_if_t<Fields<T>::exist>> = true;
 
 template <typename T>
 struct Value<T, std::enable_if_t<Fields<T>::exist>> {

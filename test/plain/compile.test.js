@@ -4,13 +4,12 @@
 // declarations that TypeScript accepts.
 
 const assert = require('node:assert/strict');
+const fs = require('node:fs');
 const path = require('node:path');
 const { test } = require('node:test');
 const ts = require('typescript');
 
 const { run } = require('../support');
-
-const include = path.join(__dirname, '../../libzaxbase');
 
 /** Runs the compiler on an add-on with one function. */
 function compile(fn, ...flags) {
@@ -19,29 +18,23 @@ function compile(fn, ...flags) {
     struct Unknown {}; struct Viewing { std::string_view text; };
     ZAX_FIELDS(Viewing, text);
     ZAX_MODULE(module) { module.function("f", ${fn}); }`;
-  const script = `g++ -std=c++17 -x c++ -I "$0" "$@" - <<'EOF'\n${source}\nEOF`;
-  return run('sh', ['-c', script, include, ...flags], { env: { LC_ALL: 'C' } });
+  const script = `LC_ALL=C g++ -std=c++17 -x c++ -I "$0" "$@" - <<'EOF'\n${source}\nEOF`;
+  return run('sh', ['-c', script, path.join(__dirname, '../../libzaxbase'), ...flags]);
 }
 
 test('zax.h includes no header of V8, Node, libuv or Nan', async () => {
   const { status, stdout } = await compile('[] {}', '-M');
-  const headers = stdout.match(/[^\s\\]+\.h\b/g).map((file) => path.basename(file));
-  assert.ok(status === 0 && headers.includes('zax-backend.h'));
-  assert.deepEqual(
-    headers.filter((name) => /^(v8|node\.|uv|nan|zax-v8)/.test(name)),
-    [],
-  );
+  assert.ok(status === 0 && stdout.includes('/zax-backend.h'));
+  assert.doesNotMatch(stdout, /\/(v8|node|uv|nan|zax-v8)\b[\w-]*\.h/);
 });
 
-const from = 'zaxbase knows no way from JavaScript to';
 for (const [fn, sentence] of [
-  ['[](Unknown) {}', `${from} this type: specialise zax::Value<T> with`],
-  ['[](std::vector<Unknown*>) {}', `${from} the elements of this container`],
+  ['[](Unknown) {}', 'zaxbase knows no way from JavaScript to this type: special'],
+  ['[](std::vector<Unknown*>) {}', 'zaxbase knows no way from JavaScript to the elem'],
   ['[] { return Unknown(); }', 'zaxbase knows no way from this type to JavaScript'],
   ['[](std::string&) {}', 'a parameter must be a value or a const reference'],
   ['[](Viewing) {}', 'a member of this struct has a type that cannot come from JavaScript'],
   ['[](std::function<std::string_view()>) {}', 'what a JavaScript function returns ends with'],
-  ['[](auto) {}', 'not a callable with one signature'],
 ]) {
   test(`${fn} is refused`, async () => {
     const { stderr } = await compile(fn, '-fsyntax-only');
@@ -54,34 +47,24 @@ test('declarations', () => {
   const plain = require('../build/Release/plain.node');
   const declare = plain[Symbol.for('zaxbase.declarations')];
   const use = `import * as plain from './plain';
-    type Same<A, B> = (<T>() => T extends A ? 1 : 2) extends <T>() => T extends B ? 1 : 2 ? true : false;
-    type Takes<F extends (...args: never[]) => unknown, P, R> = Same<[Parameters<F>, ReturnType<F>], [P, R]>;
     type Row = [plain.Point | undefined, boolean | string | number[], 'red' | 'green'];
-    const is: [
-      Takes<typeof plain.same.composed, [Record<string, Row[]>], Record<string, Row[]>>,
-      Takes<typeof plain.same.numbers, [Map<number, string>], Map<number, string>>,
-      Takes<typeof plain.apply, [(a: string, b: number | undefined) => string, string], string>,
-      Takes<typeof plain.add, [number, (number | undefined | null)?], number>,
-      Same<plain.Node['nodes'], (plain.Node | undefined)[]>, Same<typeof plain.default, Record<string, number>>,
-    ] = [true, true, true, true, true, true];
+    const rows: Record<string, Row[]> = plain.same.composed({} as Record<string, Row[]>);
+    const map: Map<number, string> = plain.same.numbers(new Map());
+    const text: string = plain.apply((a: string, b: number | undefined) => a + b, '');
+    const sum: number = plain.add(1, undefined) + plain.add(1, null) + plain.add(1);
+    const nodes: (plain.Node | undefined)[] = plain.nested(1).nodes;
     // @ts-expect-error
-    plain['make-text'](1);
-    export { is };`;
-  const files = { 'plain.d.ts': declare(), 'use.ts': use };
+    plain['make-text']('1', plain.default.most);
+    export { map, nodes, rows, sum, text };`;
+  const build = path.join(__dirname, '../build');
+  fs.writeFileSync(path.join(build, 'plain.d.ts'), declare());
+  fs.writeFileSync(path.join(build, 'use.ts'), use);
   const moduleResolution = ts.ModuleResolutionKind.Bundler;
   const module = ts.ModuleKind.ES2022;
   const options = { strict: true, target: 9, module, moduleResolution, types: [] };
-  const host = ts.createCompilerHost(options);
-  const { getSourceFile, fileExists } = host;
-  const textOf = (name) => files[path.basename(name)];
-  host.fileExists = (name) => Boolean(textOf(name)) || fileExists(name);
-  host.getSourceFile = (name, ...rest) =>
-    textOf(name) ? ts.createSourceFile(name, textOf(name), 9) : getSourceFile(name, ...rest);
-  const diagnostics = ts.getPreEmitDiagnostics(ts.createProgram(['use.ts'], options, host));
-  assert.equal(ts.formatDiagnostics(diagnostics, host), '');
-  assert.equal(declare(), files['plain.d.ts']);
-  assert.match(
-    declare(),
-    /\/\*\* The sum\.\n \* Of two \*\\\/ numbers\. \*\/\nexport function add\(/,
-  );
+  const program = ts.createProgram([path.join(build, 'use.ts')], options);
+  const diagnostics = ts.getPreEmitDiagnostics(program).map(({ messageText }) => messageText);
+  assert.deepEqual(diagnostics, []);
+  assert.equal(declare(), fs.readFileSync(path.join(build, 'plain.d.ts'), 'utf8'));
+  assert.match(declare(), /\/\*\* The sum\.\n \* Of two \*\\\/ numbers\. \*\/\nexport function/);
 });

@@ -62,8 +62,8 @@ void same(zax::Module& module, std::initializer_list<const char*> names) {
 }
 
 void addTypes(zax::Module&& ids) {
-  same<bool, std::int8_t, int, unsigned, long, std::uint64_t, double, float>(
-      ids, {"bool", "int8", "int", "unsigned", "long", "ulong", "double", "float"});
+  same<bool, int, unsigned, long, std::uint64_t, double, float>(
+      ids, {"bool", "int", "unsigned", "long", "ulong", "double", "float"});
   same<zax::BigInt64, zax::BigUint64, std::string, std::string_view, std::filesystem::path, Color>(
       ids, {"bigInt", "bigUint", "string", "view", "path", "color"});
   same<std::vector<double>, std::vector<long>, std::vector<bool>, std::deque<std::optional<int>>>(
@@ -111,10 +111,6 @@ void addCallbacks(zax::Module& module) {
       fail(how, e.what());
     }
     return std::vector<Point>(20);
-  });
-  module.function("watch", [](const zax::Bytes& bytes, const std::function<void()>& f) {
-    f();
-    return bytes.data()[0];
   });
   module.function("keep", [](std::function<void()> f, zax::Bytes bytes) {
     keptFunctions.push_back(std::move(f));

@@ -27,13 +27,10 @@ const isMaybe = (accepts) => (value) => value === undefined || value === null ||
 const fits = (cut) => (value) => typeof value === 'bigint' && cut(64, value) === value;
 const isLong = (value) => Number.isSafeInteger(is('bigint')(value) ? Number(value) : value);
 const isArrayOf = (accepts) => (value) => Array.isArray(value) && Array.from(value).every(accepts);
-const [isNumber, isText] = [is('number'), is('string')];
 
 const wellFormed = (value) => value.replace(/\p{Surrogate}/gu, '\ufffd');
 const plus0 = (value) => Number(value) + 0;
 const maybe = (value) => (isMaybe(() => false)(value) ? undefined : plus0(value));
-const each = (convert) => (values) => Array.from(values, (value) => convert(value));
-const toPoint = ({ x, y, on }) => ({ x, y: maybe(y), on });
 
 const int = 'integer from -2147483648 to 2147483647';
 const longs = 'to 9007199254740991 or a bigint of 64 bits';
@@ -41,22 +38,20 @@ const longs = 'to 9007199254740991 or a bigint of 64 bits';
 /** Which values a type accepts, what it says that it expects, and what becomes of a value. */
 const models = {
   bool: [is('boolean'), 'boolean'],
-  int8: [within(-128, 127), 'integer from -128 to 127', plus0],
   int: [isInt, int, plus0],
   unsigned: [within(0, 2 ** 32 - 1), 'integer from 0 to 4294967295', plus0],
   long: [isLong, `integer from -9007199254740991 ${longs}`, plus0],
   ulong: [(value) => isLong(value) && value >= 0, `integer from 0 ${longs}`, plus0],
   bigInt: [fits(BigInt.asIntN), 'bigint from -9223372036854775808n to 9223372036854775807n'],
   bigUint: [fits(BigInt.asUintN), 'bigint from 0n to 18446744073709551615n'],
-  double: [isNumber, 'number'],
-  float: [isNumber, 'number', Math.fround],
-  string: [isText, 'string', wellFormed],
-  view: [isText, 'string', wellFormed],
+  double: [is('number'), 'number'],
+  float: [is('number'), 'number', Math.fround],
+  string: [is('string'), 'string', wellFormed],
+  view: [is('string'), 'string', wellFormed],
   color: [(value) => value === 'red' || value === 'green', '"red" | "green"'],
   optional: [isMaybe(isInt), int, maybe],
-  doubles: [isArrayOf(isNumber), 'array', each((value) => value)],
-  bools: [isArrayOf(is('boolean')), 'array', each((value) => value)],
-  optionals: [isArrayOf(isMaybe(isInt)), 'array', each(maybe)],
+  doubles: [isArrayOf(is('number')), 'array', Array.from],
+  bools: [isArrayOf(is('boolean')), 'array', Array.from],
 };
 
 function check(value) {
@@ -75,18 +70,18 @@ function check(value) {
 const names = JSON.parse('{"__proto__": 1, "10": 2, "9": 3, "": 4}');
 const text = fc.string({ unit: fc.constantFrom('a', 'é', '世', '🎉', '\0', '\ud800', '"', '%') });
 const number = fc.oneof(fc.double(), fc.integer(), fc.maxSafeInteger(), fc.constant(-0));
-const points = fc.record({ x: number, y: fc.option(fc.maxSafeInteger()), on: fc.boolean() });
+const option = (arbitrary) => fc.option(arbitrary, { nil: undefined });
+const point = { x: number, y: option(fc.maxSafeInteger()), on: fc.boolean() };
+const points = fc.record(point, { noNullPrototype: true });
 
 test('any value becomes what its type says, or is refused', () => {
-  for (const value of [
-    ...[-0, NaN, Infinity, 5e-324, -129, -128, 127, 128, 2 ** 31, 2 ** 32, 1e300, -(2 ** 31)],
+  [
+    ...[-0, NaN, Infinity, 5e-324, 2 ** 31, 2 ** 32, 1e300, -(2 ** 31)],
     ...[2 ** 31 - 1, 2 ** 32 - 1, 2 ** 53 - 1, 1 - 2 ** 53, 2 ** 53, -1n, 2n ** 53n - 1n],
     ...[2n ** 63n - 1n, 2n ** 63n, -(2n ** 63n), 2n ** 64n - 1n, 2n ** 64n, Symbol('s'), test],
     ...['', 'a\0b', 'red', 'red\0', '\ufeff', '\ud800x\udfff', '世'.repeat(40), 'x'.repeat(1e6)],
     ...[Object.create(null), [], [1, null], Array(2), [true, 1], { x: 1, on: true, z: 1 }],
-  ]) {
-    check(value);
-  }
+  ].forEach(check);
   const anything = fc.anything({ withBigInt: true, withSparseArray: true });
   const arrays = [number, fc.integer(), fc.boolean()].map((element) =>
     fc.array(fc.oneof({ weight: 30, arbitrary: element }, anything), { maxLength: 40 }),
@@ -98,7 +93,7 @@ test('any value becomes what its type says, or is refused', () => {
 test('any nested value survives', () => {
   const either = fc.oneof(fc.boolean(), text.map(wellFormed), fc.array(number, { maxLength: 40 }));
   const color = fc.constantFrom('red', 'green');
-  const tuple = fc.tuple(fc.option(points.map(toPoint), { nil: undefined }), either, color);
+  const tuple = fc.tuple(option(points), either, color);
   const rows = fc.array(tuple, { maxLength: 40 });
   const composed = fc.dictionary(text.map(wellFormed), rows, { noNullPrototype: true });
   const date = fc.date({ min: new Date(-9.2e12), max: new Date(9.2e12), noInvalidDate: true });
@@ -119,8 +114,8 @@ const range = (length, make) => Array.from({ length }, (_, i) => make(i));
 test('objects of JavaScript', () => {
   for (const [type, given, expected = given] of [
     ['set', [3, 1, 3], [1, 3]],
+    ['optionals', Array(2).fill(null, 1), [undefined, undefined]],
     ['views', range(20, String)],
-    ['pair', [1, 'x']],
     ['path', '/tmp/é'],
     ['map', Object.create({ inherited: 'x' }, { hidden: { value: 'x' } }), {}],
     ['map', proxy(names), names],
@@ -134,7 +129,6 @@ test('objects of JavaScript', () => {
     ['date', new Date(-9223372036854)],
     ['nanoseconds', 0.000001],
     ['duration', NaN],
-    ['any', Symbol.iterator],
     ['handles', range(300, (i) => ({ i }))],
   ]) {
     assert.deepStrictEqual(same[type](given), expected, type);
@@ -143,9 +137,6 @@ test('objects of JavaScript', () => {
   same.bytes(bytes.subarray(1))[0] = 0;
   assert.deepEqual(bytes, u8(1, 0, 3));
   for (const size of [0, 1, 1e6]) assert.equal(plain.owned('x'.repeat(size)).length, size);
-  const transfer = [new ArrayBuffer(1 << 20)];
-  const detach = () => void structuredClone(0, { transfer });
-  assert.equal(plain.watch(...transfer, detach), 0);
 });
 
 test('where a refused value is', () => {
@@ -155,18 +146,12 @@ test('where a refused value is', () => {
     ['int', '世'.repeat(40), `: ${int} expected, got "${'世'.repeat(40)}"`],
     ['int', 'a\0', `: ${int} expected, got a string of 2 characters`],
     ['int', '\ud800', `: ${int} expected, got "\ufffd"`],
-    ['int', 2n ** 99n, `: ${int} expected, got 633825300114114700748351602688n`],
-    ['int', test, `: ${int} expected, got a function`],
     ['either', 2.5, ': boolean | string | number[] expected, got 2.5'],
     ['doubles', proxy([1]), ': array expected, got an object'],
     ['pair', [1, 2], '[1]: string expected, got 2'],
-    ['map', new Map(), ': object expected, got an instance of Map'],
-    ['map', { 7: 'x' }, `["7"]: ${int} expected, got "x"`],
     ['map', { 'a "b"\0': 'x' }, `["a \\"b\\" "]: ${int} expected, got "x"`],
     ['map', { [end.repeat(9)]: 1.5 }, `["${end}…${end}"]: ${int} expected, got 1.5`],
-    ['numbers', new Map([[1, 2]]), '[0]: string expected, got 2'],
     ['composed', { a: [[{ x: '' }, '', 'red']] }, '.a[0][0].x: number expected, got ""'],
-    ['bytes', [1], ': Buffer, ArrayBuffer or view of one expected, got an array'],
     ['bytes', detached, ': the buffer is detached'],
     ['bytes', resizable, ': the buffer is resizable, its memory can go meanwhile'],
     ['float64', u8(1), ': Float64Array expected, got an instance of Uint8Array'],
@@ -204,13 +189,13 @@ test('one element is another', () => {
     getter(array, middle, () => BigInt(middle));
     assert.deepEqual(same.longs(array), numbers(length));
     delete array[middle];
-    const expected = 'number expected, got';
-    assert.equal(messageOf(same.doubles, array), `doubles: [${middle}]: ${expected} undefined`);
+    const at = `[${middle}]`;
+    assert.equal(messageOf(same.doubles, array), `doubles: ${at}: number expected, got undefined`);
     const bad = rows(length);
     bad[middle].x = '1';
-    assert.equal(messageOf(same.points, bad), `points: [${middle}].x: ${expected} "1"`);
+    assert.equal(messageOf(same.points, bad), `points: ${at}.x: number expected, got "1"`);
     bad[middle] = [];
-    assert.equal(messageOf(same.points, bad), `points: [${middle}]: object expected, got an array`);
+    assert.equal(messageOf(same.points, bad), `points: ${at}: object expected, got an array`);
   }
 });
 
@@ -221,7 +206,6 @@ test('script that runs while an array is read', () => {
   for (const [fn, value] of [
     [same.doubles, getter(numbers(20), 9, fail)],
     [same.points, rows(20).fill(row, 9)],
-    [same.points, [row]],
     [same.map, getter({}, 'a', fail)],
     [same.map, new Proxy({}, { ownKeys: fail })],
   ]) {
@@ -246,17 +230,15 @@ test('getters that convert arrays of the same type', () => {
     });
   for (const [type, make] of Object.entries({ doubles: numbers, points: rows })) {
     assert.deepEqual(same[type](within(7, make, same[type])), make(40));
-    const bad = (length) => make(length).fill({}, 30);
-    for (let i = 0; i < 9; ++i)
-      assert.match(messageOf(same[type], within(7, bad, same[type])), /\[30\]/);
+    const bad = within(7, (length) => make(length).fill({}, 30), same[type]);
+    for (let i = 0; i < 9; ++i) assert.match(messageOf(same[type], bad), /\[30\]/);
   }
 });
 
 test('objects within each other without end', () => {
   const cycle = { nodes: [] };
   cycle.nodes.push(cycle);
-  const deepest =
-    /^\w+: (result)?(\.nodes\[0\])+.*….*\[0\]: objects within each other to a depth of 1000/;
+  const deepest = /^\w+: (result)?(\.nodes\[0\])+.*….*\[0\]: objects .* to a depth of 1000/;
   for (let i = 0; i < 3; ++i) {
     assert.match(messageOf(same.node, cycle), deepest);
     assert.match(messageOf(plain.nested, 1000), deepest);
