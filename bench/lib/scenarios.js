@@ -104,32 +104,55 @@ async function s5({ contenders, rounds }) {
   ];
 }
 
-/** Compiles a contender's minimal add-on as the build did, and tells how long it took. */
-function compile(name) {
-  const objects = path.join(buildFolder, 'Release/.deps/Release/obj.target');
-  const record = path.join(objects, `minimal_${name}/minimal/${name}.o.d`);
-  const [, command] = /:= (.*)/.exec(fs.readFileSync(record, 'utf8'));
-  const quiet = command.replace(/-MMD -MF \S+/, '').replace(/-o \S+/, '-o /dev/null');
-  const begin = performance.now();
-  execFileSync('sh', ['-c', quiet], { cwd: buildFolder });
-  return { seconds: (performance.now() - begin) / 1000 };
+/** Compiles the only source of a minimal add-on as the build did, and tells the processor's time. */
+function compile(target) {
+  const folder = `Release/.deps/Release/obj.target/minimal_${target}/minimal`;
+  const [file] = fs.readdirSync(path.join(buildFolder, folder));
+  const record = fs.readFileSync(path.join(buildFolder, folder, file), 'utf8');
+  const quiet = /:= (.*)/.exec(record)[1].replace(/-MMD -MF \S+|-o \S+/g, '');
+  const script = `${quiet} -o /dev/null && times`;
+  const times = execFileSync('sh', ['-c', script], { cwd: buildFolder, encoding: 'utf8' });
+  const ofChildren = times
+    .trim()
+    .split('\n')[1]
+    .match(/[\d.]+(?=s)/g);
+  return { seconds: Number(ofChildren[0]) + Number(ofChildren[1]) };
 }
 
-function strippedSize(name) {
+function strippedSize(target) {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'bench-'));
   const stripped = path.join(folder, 'stripped');
-  execFileSync('strip', ['-o', stripped, path.join(buildFolder, `Release/minimal_${name}.node`)]);
+  execFileSync('strip', ['-o', stripped, path.join(buildFolder, `Release/minimal_${target}.node`)]);
   const size = fs.statSync(stripped).size / 1024;
   fs.rmSync(folder, { recursive: true });
   return { size };
 }
 
+/** What an add-on takes to compile, and how large it is; on the plain road each function besides. */
 async function s6({ rounds, quick }) {
-  const { size } = await interleave(names, 1, strippedSize);
-  const rows = [row('minimal add-on: stripped', 'KiB', size, goal('napi', 3))];
-  if (quick) return rows;
-  const { seconds } = await interleave(names, rounds, compile);
-  return [row('minimal add-on: compilation', 's', seconds, goal('nan', 2)), ...rows];
+  const roads = [
+    ['minimal add-on', '', goal('nan', 2)],
+    ['plain road', 'plain_', goal('napi', 0.8)],
+  ];
+  const rows = [];
+  for (const [what, prefix, compilationGoal] of roads) {
+    const measure = (often, take) => interleave(names, often, (name) => take(prefix + name));
+    const { size } = await measure(1, strippedSize);
+    rows.push(row(`${what}: stripped`, 'KiB', size, goal('napi', 3)));
+    if (quick) continue;
+    const { seconds } = await measure(rounds, compile);
+    rows.push(row(`${what}: compilation`, 's', seconds, compilationGoal));
+  }
+  const further = async (what, unit, often, take, scale, limit) => {
+    const [one, eleven] = ['plain_zax', 'plain_ten_more'];
+    const figures = Object.values(await interleave([one, eleven], often, take))[0];
+    const median = ((figures[eleven].median - figures[one].median) / 10) * scale;
+    const zax = { median, min: median, max: median };
+    rows.push(row(`plain road, each further function: ${what}`, unit, { zax }, { limit }));
+  };
+  await further('stripped', 'KiB', 1, strippedSize, 1, 1.5);
+  if (!quick) await further('compilation', 'ms', rounds, compile, 1000, 50);
+  return rows;
 }
 
 /**
