@@ -115,12 +115,11 @@ void throwToScript(std::exception* thrown, const std::string& function,
   }
 }
 
-Function::Function(std::string name, std::vector<std::string> names, std::string text,
-                   const Signature& signature, Run run)
+Function::Function(const Naming& naming, const Signature& signature, Run run)
     : ZaxFunction{enter, signature.count, signature.required, nullptr},
-      name_(std::move(name)),
-      names_(std::move(names)),
-      text_(std::move(text)),
+      name_(naming.name),
+      names_(naming.parameters.begin(), naming.parameters.end()),
+      text_(naming.text),
       signature_(signature),
       run_(run) {
   ZaxFunction::name = name_.c_str();
@@ -131,6 +130,8 @@ Function::Function(std::string name, std::vector<std::string> names, std::string
         ZAX_DEBUG_INFO);
   }
 }
+
+Function::~Function() = default;
 
 ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                           int count) {

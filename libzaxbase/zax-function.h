@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -36,6 +37,13 @@ struct Invocation {
   int position = working;  ///< the argument that is being converted, or one of the above
 };
 
+/// How a function is told to JavaScript and to people; made from texts that outlive it.
+struct Naming {
+  std::string_view name;
+  std::initializer_list<const char*> parameters;  ///< none, or all of them
+  std::string_view text;                          ///< a sentence for declarations
+};
+
 /// A native function that JavaScript can call. Made when the module is, owned by its environment;
 /// called on the JavaScript thread.
 class Function : public ZaxFunction {
@@ -43,9 +51,7 @@ class Function : public ZaxFunction {
   /// Throws nothing.
   using Run = ZaxValue* (*)(const Function& function, Invocation& invocation);
 
-  Function(std::string name, std::vector<std::string> names, std::string text,
-           const Signature& signature, Run run);
-  virtual ~Function() = default;
+  Function(const Naming& naming, const Signature& signature, Run run);
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
@@ -57,6 +63,8 @@ class Function : public ZaxFunction {
  protected:
   /// For the handler of an exception, or null: throws it into script and returns null.
   ZaxValue* fail(const Invocation& invocation, std::exception* thrown) const noexcept;
+
+  ~Function();
 
  private:
   static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
@@ -193,9 +201,12 @@ struct CallableOf<F, std::void_t<decltype(&F::operator())>> : CallableOf<decltyp
 template <typename F>
 class FunctionOf : public Function {
  public:
-  FunctionOf(F callable, std::string name, std::vector<std::string> names, std::string text)
-      : Function(std::move(name), std::move(names), std::move(text), CallableOf<F>::signature, run),
-        callable_(std::move(callable)) {}
+  FunctionOf(F callable, const Naming& naming)
+      : Function(naming, CallableOf<F>::signature, run), callable_(std::move(callable)) {}
+
+  static void destroy(void* function) {
+    delete static_cast<FunctionOf*>(static_cast<Function*>(function));
+  }
 
  private:
   static ZaxValue* run(const Function& function, Invocation& invocation) {

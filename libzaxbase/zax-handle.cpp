@@ -4,6 +4,8 @@
 
 namespace zax {
 
+void throwWhatScriptThrew() { throw ScriptException(); }
+
 bool Handle::boolean() const {
   bool result;
   if (!backend->getBoolean(value_, &result)) throw BadArgument("boolean", *this);

@@ -16,6 +16,8 @@ std::string integerText(double value) { return std::to_string(static_cast<long l
 
 }  // namespace
 
+void refuse(Handle got, const char* expected) { throw BadArgument(expected, got); }
+
 void refuseInteger(Handle got, double min, double max) {
   throw BadArgument(concat({"integer from ", integerText(min), " to ", integerText(max)}), got);
 }

@@ -122,6 +122,8 @@ struct Value<bool> {
   static std::string declaration() { return "boolean"; }
 };
 
+/// Throws a BadArgument, whose making need not stand in every conversion.
+[[noreturn]] void refuse(Handle got, const char* expected);
 [[noreturn]] void refuseInteger(Handle got, double min, double max);
 [[noreturn]] void refuseInteger64(Handle got, bool isSigned);
 [[noreturn]] void refuseOverflow(const std::string& number, const char* instead);
@@ -208,7 +210,7 @@ struct Value<T, std::enable_if_t<std::is_same_v<T, double> || std::is_same_v<T, 
   static constexpr unsigned kinds = 1U << ZaxNumber;
   static T from(Handle value) {
     double number;
-    if (!backend->getNumber(value.get(), &number)) throw BadArgument("number", value);
+    if (!backend->getNumber(value.get(), &number)) refuse(value, "number");
     return static_cast<T>(number);
   }
   static Handle to(T value) { return Handle::number(static_cast<double>(value)); }
@@ -505,7 +507,7 @@ struct Value<F<R(Args...)>> {
     static_assert(!holds<std::decay_t<R>, std::string_view>,
                   "what a JavaScript function returns ends with the call: instead of a "
                   "std::string_view use a std::string");
-    if (!value.isFunction()) throw BadArgument("function", value);
+    if (!value.isFunction()) refuse(value, "function");
     return [function = Reference(value)](Args... args) -> R {
       function.check();
       Scope scope;
