@@ -138,13 +138,16 @@ ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* cons
   const auto& function = *static_cast<const Function*>(self);
   Invocation invocation{call, arguments, count};
   const Signature& signature = function.signature_;
-  if (count >= signature.required && count <= signature.count) {
-    return function.run_(function, invocation);
-  }
-  BadArgumentNumber refusal(__("Bad argument number: expected %(want)s, but got %(got)s", "want",
-                               countText(signature.required, signature.count), "got", count),
-                            DebugInfo("native", 0, function.name_.c_str(), -1, nullptr, nullptr));
-  return function.fail(invocation, &refusal);
+  const bool fits = count >= signature.required && count <= signature.count;
+  return fits ? function.run_(function, invocation) : function.refuseCount(invocation);
+}
+
+ZaxValue* Function::refuseCount(const Invocation& invocation) const noexcept {
+  BadArgumentNumber refusal(
+      __("Bad argument number: expected %(want)s, but got %(got)s", "want",
+         countText(signature_.required, signature_.count), "got", invocation.count),
+      DebugInfo("native", 0, name_.c_str(), -1, nullptr, nullptr));
+  return fail(invocation, &refusal);
 }
 
 ZaxValue* Function::fail(const Invocation& invocation, std::exception* thrown) const noexcept {

@@ -69,6 +69,8 @@ class Function : public ZaxFunction {
  private:
   static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                          int count);
+  /// Out of line, because the stack would have room for an exception in every call.
+  __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
 
   std::string name_;

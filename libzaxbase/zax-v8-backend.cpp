@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -283,13 +284,9 @@ void onCall(const Info& info) {
   const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   constexpr int usual = 8;
   ZaxValue* few[usual];
-  std::vector<ZaxValue*> many;
-  ZaxValue** arguments = few;
   const int count = std::min(info.Length(), function->parameters);
-  if (count > usual) {
-    many.resize(count);
-    arguments = many.data();
-  }
+  const std::unique_ptr<ZaxValue*[]> many(count > usual ? new ZaxValue*[count] : nullptr);
+  ZaxValue** arguments = many ? many.get() : few;
   for (int i = 0; i < count; ++i) arguments[i] = toSlot(info[i]);
   auto* call = reinterpret_cast<ZaxCall*>(const_cast<Info*>(&info));
   ZaxValue* result = function->invoke(function, call, arguments, info.Length());
