@@ -48,8 +48,6 @@ module.exports = {
     '-fexceptions',
     '-frtti',
     '-fvisibility=hidden',
-    // A call of V8 is one jump shorter without a procedure linkage table.
-    '-fno-plt',
     // Linked with --gc-sections an add-on carries only what it uses.
     '-ffunction-sections',
     '-fdata-sections',
