@@ -29,18 +29,14 @@ test('the packages carry what is in their folders and nothing else', async () =>
 
 test("require('zaxbase') tells paths relative to the caller and prints nothing", async () => {
   const script = 'const told = require("zaxbase"); process.stdout.write(JSON.stringify(told))';
-  for (const place of ['test', 'test/package/build']) {
-    const cwd = path.join(root, place);
-    fs.mkdirSync(cwd, { recursive: true });
-    const told = JSON.parse(await outputOf(cwd, process.execPath, '-e', script));
-    const { include_dir, targets, version, source, flags } = told;
-    assert.match(fs.readFileSync(path.join(cwd, source), 'utf8'), /^#include <zaxbase\.cpp>$/m);
-    assert.ok(source.startsWith('build/') && flags.includes('-fexceptions'));
-    const framework = path.relative(cwd, path.join(root, 'libzaxbase'));
-    const expected = [framework, `${framework}/zaxbase.gyp:zaxbase`];
-    assert.deepStrictEqual([include_dir, targets], expected);
-    assert.strictEqual(version, require('zaxbase/package.json').version);
-  }
+  const cwd = path.join(root, 'test');
+  const told = JSON.parse(await outputOf(cwd, process.execPath, '-e', script));
+  const { include_dir, targets, version, source, flags } = told;
+  assert.match(fs.readFileSync(path.join(cwd, source), 'utf8'), /^#include <zaxbase\.cpp>$/m);
+  assert.ok(source.startsWith('build/') && flags.includes('-fexceptions'));
+  const expected = ['../libzaxbase', '../libzaxbase/zaxbase.gyp:zaxbase'];
+  assert.deepStrictEqual([include_dir, targets], expected);
+  assert.strictEqual(version, require('zaxbase/package.json').version);
 });
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zaxbase-'));
@@ -75,12 +71,7 @@ test('zaxbase new refuses what would not work', async () => {
   const before = fs.readdirSync(folder, { recursive: true });
   const invalid = ['', 'My-Addon', 'my addon', '../up', '.hidden', '@scope/', 'a/b'];
   for (const [message, calls] of Object.entries({
-    'Usage: zaxbase new NAME, or: zaxbase types FILE.node\n': [
-      [],
-      ['new'],
-      ['new', 'a', 'b'],
-      ['old', 'a'],
-    ],
+    'Usage: zaxbase new NAME\n': [[], ['new'], ['new', 'a', 'b'], ['old', 'a']],
     '"$" is no valid package name': [...invalid, 'a'.repeat(215)],
     '"$" is taken\n': ['zaxbase', 'fs', 'node_modules'],
     'The folder $ exists and is not empty\n': ['full', 'file'],
