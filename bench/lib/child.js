@@ -11,7 +11,7 @@ const tasks = require('./tasks');
 
 const { names, rounds, task, options } = JSON.parse(process.argv[2]);
 const contenders = load();
-const run = (name) => tasks[task](contenders[name], options);
+const run = async (name) => tasks[task](contenders[name], options);
 
 (rounds ? interleave(names, rounds, run) : run(names[0])).then((figures) => {
   fs.writeSync(1, JSON.stringify(figures));
