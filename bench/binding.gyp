@@ -3,6 +3,7 @@
     'zaxbase': '../libzaxbase/zaxbase.gyp:zaxbase',
     'napi': '<!(node -p "require(\'node-addon-api\').targets"):node_addon_api_except',
     'nan': '<!(node -e "require(\'nan\')")',
+    'plain_flags': ['<!@(node -p "require(\'../libzaxbase\').flags.join(\' \')")'],
   },
   'target_defaults': {
     'cflags': ['-fvisibility=hidden'],
@@ -18,17 +19,30 @@
     },
     {
       'target_name': 'nan',
-      'sources': ['contenders/nan.cpp'],
+      'sources': ['contenders/nan.cpp', 'contenders/plain-nan.cpp'],
       'include_dirs': ['<(nan)'],
     },
     {
       'target_name': 'napi',
-      'sources': ['contenders/napi.cpp'],
+      'sources': ['contenders/napi.cpp', 'contenders/plain-napi.cpp'],
       'dependencies': ['<(napi)'],
     },
     {
       'target_name': 'raw',
-      'sources': ['contenders/raw.cpp'],
+      'sources': ['contenders/raw.cpp', 'contenders/plain-raw.cpp'],
+    },
+    {
+      # What each add-on on the plain road compiles in its own target.
+      'target_name': 'zax_unit',
+      'type': 'static_library',
+      'sources': ['<!(node -p "require(\'../libzaxbase\').source")'],
+      'cflags_cc': ['<@(plain_flags)'],
+      'direct_dependent_settings': {'cflags_cc': ['<@(plain_flags)']},
+    },
+    {
+      'target_name': 'plain_zax',
+      'sources': ['contenders/plain-zax.cpp'],
+      'dependencies': ['zax_unit'],
     },
     {
       'target_name': 'minimal_zax',
@@ -48,6 +62,31 @@
     {
       'target_name': 'minimal_raw',
       'sources': ['minimal/raw.cpp'],
+    },
+    {
+      'target_name': 'minimal_plain_zax',
+      'sources': ['minimal/plain-zax.cpp'],
+      'dependencies': ['zax_unit'],
+    },
+    {
+      'target_name': 'minimal_plain_ten_more',
+      'sources': ['minimal/plain-zax.cpp'],
+      'defines': ['TEN_MORE'],
+      'dependencies': ['zax_unit'],
+    },
+    {
+      'target_name': 'minimal_plain_nan',
+      'sources': ['minimal/plain-nan.cpp'],
+      'include_dirs': ['<(nan)'],
+    },
+    {
+      'target_name': 'minimal_plain_napi',
+      'sources': ['minimal/plain-napi.cpp'],
+      'dependencies': ['<(napi)'],
+    },
+    {
+      'target_name': 'minimal_plain_raw',
+      'sources': ['minimal/plain-raw.cpp'],
     },
   ],
 }

@@ -1,14 +1,13 @@
 'use strict';
 
 // Shows the module at work: its four functions, jobs side by side, live progress, and every error
-// that it can be asked for.
+// that it can be asked for. Then plain C++ functions.
 
 const echo = require('echo');
 const { asyncEcho, asyncEchoWithNotifications } = require('echo/promises');
+const plain = require('./plain');
 const { progressBar } = require('./progress-bar');
-const { table } = require('./table');
-
-const heading = (text) => console.log(`\n${text}\n${'-'.repeat(text.length)}`);
+const { heading, table } = require('./table');
 
 function synchronous() {
   heading('Synchronous');
@@ -86,6 +85,7 @@ async function main() {
   await jobsInFlight();
   await progress();
   await failures();
+  plain();
 }
 
 // The first notification keeps the event loop alive from then on, so the end is said.

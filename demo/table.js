@@ -28,4 +28,6 @@ function table(columns, rows) {
     .join('\n');
 }
 
-module.exports = { table };
+const heading = (text) => console.log(`\n${text}\n${'-'.repeat(text.length)}`);
+
+module.exports = { heading, table };

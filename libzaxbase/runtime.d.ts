@@ -25,7 +25,7 @@ export interface ErrorDetails {
 
 /**
  * What JavaScript receives when native code fails. The stack begins with the place in the native
- * code that raised the error.
+ * code that raised the error, or with the class of an exception from outside the framework.
  */
 export class ZaxBindingError extends Error {
   /** Frames of the stack down to the function `caller` are left out. */
@@ -41,12 +41,15 @@ export class ZaxBindingError extends Error {
   details: ErrorDetails;
 }
 
-/** What a callback receives: `(0, value)`, or the error as its only argument. */
+/**
+ * What a callback receives: `(0, value)`, or the error as its only argument. A ready JavaScript
+ * value comes as `(null, value)`: declare such a function with a callback of its own.
+ */
 export type Reply<T> = [error: 0, value: T] | [error: ZaxBindingError];
 
 /**
- * A function that starts a job. Its callback may be written `(...reply)`, `(error)` or
- * `(error, value)`: in each form the error tells whether there is a value.
+ * A function that starts a job and replies with `(0, value)`. Its callback may be written
+ * `(...reply)`, `(error)` or `(error, value)`: in each form the error tells whether there is a value.
  */
 export interface JobFunction<A extends unknown[], T> {
   (...args: [...args: A, callback: (...reply: Reply<T>) => void]): undefined;
@@ -85,7 +88,7 @@ export function promisify<A extends unknown[], R extends unknown[]>(
 
 /**
  * The same for a job that notifies: `settles` tells the reply from the values before it, which go
- * to onProgress.
+ * to onProgress, if it is given and not `undefined`.
  */
 export function promisify<A extends unknown[], R extends unknown[], S extends ReplyValue<R>>(
   fn: TakesCallback<A, R>,
@@ -107,7 +110,15 @@ export function createZaxBindingError(
 ): ZaxBindingError;
 
 /**
- * Puts "__" and "createZaxBindingError" on the global object, where native code looks them up,
- * unless the application has put its own there. Call it before the first call of the add-on.
+ * Puts "__" and "createZaxBindingError" on the global object, where native code looks them up, and
+ * on that of the `vm` context that calls it, unless the application has put its own there. Call it
+ * before the first call of the add-on.
  */
 export function install(): void;
+
+/**
+ * The exports of an add-on on ZAX_MODULE: finds its binary below the add-on's folder, which is a
+ * path (`__dirname`, `import.meta.dirname`) or a `file:` URL (also that of a file in it). Where there
+ * is no binary, or one that was built for another Node, the error says so and how to build it.
+ */
+export function load<T = any>(folder: string | URL): T;

@@ -1,9 +1,14 @@
 'use strict';
 
-// The script side of the framework: the functions that native code calls by name on the global
-// object to make an error's message and its value, and a promise form for job functions.
+// The script side of the framework: `load`, and for jobs by hand the functions that native code calls
+// by name on the global object to make an error's message and its value, and a promise form.
 
 const { AsyncResource } = require('node:async_hooks');
+const { isNativeError } = require('node:util/types');
+const vm = require('node:vm');
+
+const ZaxBindingError = require('./error-class');
+const load = require('./load');
 
 /**
  * Builds a message. With one argument, that text is the message. With named values, every `%(key)s`
@@ -27,18 +32,6 @@ function buildMessage(format, values) {
   }
 }
 
-/** The raising place and the native call stack, a line each in V8's style. */
-function nativeFrames(details) {
-  let frames = '';
-  if (details?.function) {
-    frames += `\n    at ${details.function} (${details.file}:${details.line})`;
-  }
-  for (const frame of details?.callstack ?? []) {
-    frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
-  }
-  return frames;
-}
-
 /** The frames of a captured stack, without the lines before them. */
 function scriptFrames(trace) {
   const stack = String(trace.stack ?? '');
@@ -46,55 +39,46 @@ function scriptFrames(trace) {
   return begin < 0 ? '' : stack.slice(begin);
 }
 
-/**
- * What JavaScript receives when native code fails: an Error with the code and the details of the
- * native error. Its stack begins with the place in the native code that raised it.
- */
-class ZaxBindingError extends Error {
-  #trace = {};
-
-  /** Frames of the stack down to the function `caller` are left out. */
-  constructor(code, message, details, caller = new.target) {
-    const limit = Error.stackTraceLimit;
-    Error.stackTraceLimit = 0; // The trace is captured once, below.
-    super(message ?? '');
-    Error.stackTraceLimit = limit;
-    delete this.stack; // It would hide the one of the class.
-    this.code = code;
-    this.details = details;
-    Error.captureStackTrace(this.#trace, caller);
-  }
-
-  /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
-  get stack() {
-    const frames = #trace in this ? scriptFrames(this.#trace) : '';
-    return `${this}${nativeFrames(this.details)}${frames}`;
-  }
-
-  set stack(value) {
-    Object.defineProperty(this, 'stack', { value, writable: true, configurable: true });
-  }
-}
-
-Object.defineProperty(ZaxBindingError.prototype, 'name', {
-  value: 'ZaxBindingError',
-  writable: true,
-  configurable: true,
-});
-
 /** Makes the value that JavaScript receives as the error. */
 function createZaxBindingError(code, message, details) {
   return new ZaxBindingError(code, message, details, createZaxBindingError);
 }
 
 /**
- * Puts "__" and "createZaxBindingError" on the global object, where native code looks them up,
- * unless the application has put its own there.
+ * Puts "__" and "createZaxBindingError" on the global object of the running context and on the main
+ * one, where native code looks them up, unless the application has put its own there.
  */
 function install() {
-  for (const [name, value] of Object.entries({ __: buildMessage, createZaxBindingError })) {
-    if (name in globalThis) continue;
-    Object.defineProperty(globalThis, name, { value, writable: true, configurable: true });
+  for (const global of [globalThis, vm.runInThisContext('globalThis')]) {
+    for (const [name, value] of Object.entries({ __: buildMessage, createZaxBindingError })) {
+      if (name in global) continue;
+      Object.defineProperty(global, name, { value, writable: true, configurable: true });
+    }
+  }
+}
+
+/** How many arguments native code wanted and got, where that is why it refused a call. */
+function countsOf(error) {
+  if (error?.details?.exceptionClass !== 'zax::BadArgumentNumber') return [];
+  return /(\d+)\D+(\d+)$/.exec(error.message)?.slice(1).map(Number) ?? [];
+}
+
+/**
+ * Calls a job function with arguments and a callback, which an error about their number leaves out.
+ * For a job that notifies the last may be an `undefined` in the place of onProgress: it is dropped.
+ */
+function start(fn, args, callback, notifies) {
+  try {
+    fn(...args, callback);
+  } catch (error) {
+    const [want, got] = countsOf(error);
+    if (!want || got !== args.length + 1) throw error;
+    if (notifies && got === want + 1 && args.at(-1) === undefined) {
+      args.pop();
+      return fn(...args, callback);
+    }
+    error.message = error.message.replace(/\d+/g, (count) => count - 1);
+    throw error;
   }
 }
 
@@ -105,7 +89,7 @@ function install() {
  *
  * For a job that notifies, `options.settles(value, args)` says whether a value is the reply. The
  * values before it go to the function that the call brings after its other arguments, if it does:
- * its onProgress.
+ * its onProgress, which may be `undefined`.
  */
 function promisify(fn, options = {}) {
   const { settles } = options;
@@ -115,17 +99,18 @@ function promisify(fn, options = {}) {
     const caller = {};
     Error.captureStackTrace(caller, promisified);
     return new Promise((resolve, reject) => {
-      fn.call(this, ...args, (...reply) => {
+      const callback = (...reply) => {
         if (reply.length === 1) {
           const [error] = reply;
-          if (error instanceof Error) error.stack += scriptFrames(caller);
+          if (isNativeError(error)) error.stack += scriptFrames(caller);
           reject(error);
         } else if (!settles || settles(reply[1], args)) {
           resolve(reply[1]);
         } else {
           onProgress?.(reply[1]);
         }
-      });
+      };
+      start(fn.bind(this), args, callback, Boolean(settles));
     });
   };
 }
@@ -135,5 +120,6 @@ module.exports = {
   createZaxBindingError,
   ZaxBindingError,
   install,
+  load,
   promisify,
 };

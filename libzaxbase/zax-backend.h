@@ -22,8 +22,6 @@ extern "C" {
 typedef struct ZaxValue ZaxValue;
 /// Keeps a value beyond scopes.
 typedef struct ZaxReference ZaxReference;
-/// Keeps the memory of an ArrayBuffer.
-typedef struct ZaxMemory ZaxMemory;
 /// One call of a JavaScript function that is native.
 typedef struct ZaxCall ZaxCall;
 
@@ -66,6 +64,11 @@ enum ZaxColumn { ZaxNumberColumn, ZaxBooleanColumn, ZaxValueColumn };
 /// Memory for a scope of values; begins uninitialised.
 struct ZaxScope {
   void* memory[6];
+};
+
+/// Keeps the memory of an ArrayBuffer; begins uninitialised. May be moved bytewise.
+struct ZaxMemory {
+  void* owner[2];
 };
 
 /// The native side of a JavaScript function; outlives its environment's script.
@@ -137,10 +140,9 @@ struct ZaxBackend {
   /// Takes an integral number up to 2^53 - 1, or a bigint in range.
   bool (*getInt64)(ZaxValue* value, int64_t* result);
   bool (*getUint64)(ZaxValue* value, uint64_t* result);
-  /// The size of a string in UTF-8 bytes, without a terminator.
-  bool (*getStringSize)(ZaxValue* value, size_t* bytes);
-  /// Writes a string whose size is `bytes`; a lone surrogate as U+FFFD. No terminator.
-  void (*writeString)(ZaxValue* string, char* target, size_t bytes);
+  /// Says how many UTF-8 bytes a string has, without a terminator, and writes them if they are no
+  /// more than `capacity`; a lone surrogate as U+FFFD.
+  bool (*getString)(ZaxValue* value, char* target, size_t capacity, size_t* bytes);
   /// Milliseconds since 1970; NaN for an invalid Date.
   bool (*getDate)(ZaxValue* value, double* milliseconds);
   bool (*getBytes)(ZaxValue* value, struct ZaxBytesView* view);
@@ -166,14 +168,16 @@ struct ZaxBackend {
   /// A Buffer with a copy of a few bytes.
   ZaxValue* (*makeSmallBuffer)(const uint8_t* data, size_t size);
   /// A Buffer, or a typed array, over `size` bytes of memory that came from JavaScript.
-  ZaxValue* (*makeView)(ZaxMemory* memory, const uint8_t* data, size_t size,
+  ZaxValue* (*makeView)(const struct ZaxMemory* memory, const uint8_t* data, size_t size,
                         enum ZaxElementType type);
 
-  // Memory of an ArrayBuffer, held beyond the call; copies and releases on any thread.
-  ZaxMemory* (*holdMemory)(ZaxValue* bytes, uint8_t** data);
-  void (*releaseMemory)(ZaxMemory* memory);
-  /// New memory of JavaScript's own, zeroed; null when there is none. Any thread.
-  ZaxMemory* (*allocateMemory)(size_t bytes, uint8_t** data);
+  // Memory of an ArrayBuffer, held beyond the call; returns where it lies. Copied, released and
+  // made on any thread.
+  uint8_t* (*holdMemory)(struct ZaxMemory* memory, ZaxValue* bytes);
+  void (*copyMemory)(struct ZaxMemory* copy, const struct ZaxMemory* memory);
+  void (*releaseMemory)(struct ZaxMemory* memory);
+  /// New memory of JavaScript's own, zeroed; null when there is none.
+  uint8_t* (*allocateMemory)(struct ZaxMemory* memory, size_t bytes);
 
   // Arrays and objects.
   size_t (*getLength)(ZaxValue* array);

@@ -12,10 +12,6 @@ namespace {
 
 constexpr std::size_t smallSize = 1024;  // bytes that are copied sooner than handed over
 
-struct Deleter {
-  void operator()(ZaxMemory* memory) const { backend->releaseMemory(memory); }
-};
-
 ZaxBytesView readView(Handle value) {
   ZaxBytesView view;
   if (!backend->getBytes(value.get(), &view)) {
@@ -47,19 +43,23 @@ std::size_t sizeToShare(Handle value) {
 
 }  // namespace
 
-SharedMemory::SharedMemory(Handle bytes, std::size_t size) : size_(size) {
-  memory_.reset(backend->holdMemory(bytes.get(), &data_), Deleter());
+SharedMemory::SharedMemory(Handle bytes, std::size_t size)
+    : data_(backend->holdMemory(&memory_, bytes.get())), size_(size) {
+  if (!data_) backend->releaseMemory(&memory_);  // There is none where there are no bytes.
 }
 
-SharedMemory::SharedMemory(std::size_t bytes) : size_(bytes) {
-  ZaxMemory* memory = backend->allocateMemory(bytes, &data_);
-  if (!memory) throw std::bad_alloc();
-  memory_.reset(memory, Deleter());
+SharedMemory::SharedMemory(std::size_t bytes)
+    : data_(backend->allocateMemory(&memory_, bytes)), size_(bytes) {
+  if (!data_) throw std::bad_alloc();
+}
+
+SharedMemory::SharedMemory(const SharedMemory& other) : data_(other.data_), size_(other.size_) {
+  if (data_) backend->copyMemory(&memory_, &other.memory_);
 }
 
 Handle SharedMemory::view(ZaxElementType type) const {
-  if (!memory_) return SharedMemory(std::size_t(0)).view(type);
-  return made(backend->makeView(memory_.get(), data_, size_, type), size_);
+  if (!data_) return SharedMemory(std::size_t(0)).view(type);
+  return made(backend->makeView(&memory_, data_, size_, type), size_);
 }
 
 Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, sizeToShare(value))); }

@@ -17,6 +17,15 @@ namespace zax {
 class SharedMemory {
  public:
   SharedMemory() = default;
+  SharedMemory(const SharedMemory& other);
+  SharedMemory(SharedMemory&& other) noexcept { swap(other); }
+  SharedMemory& operator=(SharedMemory other) noexcept {
+    swap(other);
+    return *this;
+  }
+  ~SharedMemory() {
+    if (data_) backend->releaseMemory(&memory_);
+  }
 
   /// The `size` bytes of a value of kind ZaxBytes. JavaScript thread.
   SharedMemory(Handle bytes, std::size_t size);
@@ -31,9 +40,15 @@ class SharedMemory {
   Handle view(ZaxElementType type) const;
 
  private:
-  std::shared_ptr<ZaxMemory> memory_;
-  std::uint8_t* data_ = nullptr;
-  std::size_t size_ = 0;  ///< bytes
+  void swap(SharedMemory& other) noexcept {
+    std::swap(memory_, other.memory_);
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+  }
+
+  ZaxMemory memory_{};
+  std::uint8_t* data_ = nullptr;  ///< null: no memory
+  std::size_t size_ = 0;          ///< bytes
 };
 
 /// The bytes of a Buffer, an ArrayBuffer or a view of one, without a copy; to JavaScript a Buffer

@@ -62,6 +62,10 @@ DebugInfo::DebugInfo(const char* sourceFile, int sourceLine, const char* sourceF
   sysmsg.assign(systemMessage);
 }
 
+DebugInfo::DebugInfo(const DebugInfo& other) = default;
+DebugInfo& DebugInfo::operator=(const DebugInfo& other) = default;
+DebugInfo::~DebugInfo() = default;
+
 void cxxDemangle(char* dst, std::size_t size, const char* mangled) noexcept {
   int status = 0;
   const std::unique_ptr<char, Free> name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status));

@@ -69,8 +69,10 @@ struct DebugInfo {
   DebugInfo(const char* file, int line, const char* function, int syscode, const char* sysdesc,
             const char* sysmsg) noexcept;
 
-  DebugInfo(const DebugInfo& other) = default;
-  DebugInfo& operator=(const DebugInfo& other) = default;
+  // Out of line: every place that raises an error makes some of these.
+  [[gnu::cold]] DebugInfo(const DebugInfo& other);
+  [[gnu::cold]] DebugInfo& operator=(const DebugInfo& other);
+  [[gnu::cold]] ~DebugInfo();
 
   /// Copies every field, the call stack item by item. Assigning to itself changes nothing.
   void assign(const DebugInfo& other) { *this = other; }

@@ -10,6 +10,13 @@ Declarations::Declarations() : outer_(current) { current = this; }
 
 Declarations::~Declarations() { current = outer_; }
 
+/// Where a type is among those that were referred to; behind the last where it is not.
+std::size_t Declarations::indexOf(const void* type) const {
+  std::size_t index = 0;
+  while (index < types_.size() && types_[index].type != type) ++index;
+  return index;
+}
+
 std::string Declarations::nameFor(const std::string& cppName) const {
   const auto isTaken = [&](const std::string& name) {
     for (const Declared& type : types_) {
@@ -25,10 +32,9 @@ std::string Declarations::nameFor(const std::string& cppName) const {
 
 std::string Declarations::refer(const std::string& cppName, const void* type, Write write) {
   if (!current) return cppName;
-  const auto [place, isNew] = current->places_.try_emplace(type, current->types_.size());
-  const std::size_t index = place->second;
-  if (isNew) {
-    current->types_.push_back({current->nameFor(cppName), ""});
+  const std::size_t index = current->indexOf(type);
+  if (index == current->types_.size()) {
+    current->types_.push_back({type, current->nameFor(cppName), ""});
     // It may refer to others, and to itself.
     std::string text = write(type);
     Declared& declared = current->types_[index];

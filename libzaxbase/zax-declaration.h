@@ -1,7 +1,6 @@
 #ifndef ZAX_DECLARATION_H
 #define ZAX_DECLARATION_H
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -27,9 +26,11 @@ class Declarations {
   std::string text() const;
 
  private:
+  std::size_t indexOf(const void* type) const;
   std::string nameFor(const std::string& cppName) const;
 
   struct Declared {
+    const void* type;
     std::string name;
     std::string text;
   };
@@ -37,7 +38,6 @@ class Declarations {
   static thread_local Declarations* current;
 
   Declarations* outer_;
-  std::map<const void*, std::size_t> places_;
   std::vector<Declared> types_;
 };
 

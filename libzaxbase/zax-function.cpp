@@ -4,9 +4,7 @@
 
 #include <mutex>
 #include <system_error>
-#include <typeindex>
 #include <typeinfo>
-#include <unordered_map>
 
 #include "zax-base.h"
 #include "zax-debug.h"
@@ -19,13 +17,19 @@ namespace {
 /// The name of a type as a person writes it. Demangling takes longer than all else that an error
 /// needs, so names are kept.
 const std::string& nameOf(const std::type_info& type) {
+  struct Name {
+    const std::type_info& type;
+    std::string text;
+  };
   static std::mutex mutex;
-  static std::unordered_map<std::type_index, std::string>& names =
-      *new std::unordered_map<std::type_index, std::string>;
+  static auto& names = *new std::deque<Name>;
   const std::lock_guard<std::mutex> lock(mutex);
-  std::string& name = names[type];
-  if (name.empty()) cxxDemangle(name, type.name());
-  return name;
+  for (const Name& name : names) {
+    if (name.type == type) return name.text;
+  }
+  Name& name = names.emplace_back(Name{type, ""});
+  cxxDemangle(name.text, type.name());
+  return name.text;
 }
 
 /// What an error has where an exception brings no more.
@@ -77,29 +81,13 @@ void throwSystemError(const std::system_error& e, const std::string& function) {
   backend->throwError(&record);
 }
 
-void throwCurrent(const std::string& function, const std::string& what) {
-  try {
-    throw;
-  } catch (const ScriptException& e) {
-    backend->throwReference(e.thrown().get());
-  } catch (ConversionError& e) {
-    e.complete(function.c_str(), what);
-    throwException(e, function);
-  } catch (const Exception& e) {
-    throwException(e, function);
-  } catch (const std::system_error& e) {
-    throwSystemError(e, function);
-  } catch (const std::exception& e) {
-    const std::string message = e.what();
-    const ZaxErrorRecord record = recordOf("EUNKNOWN", message, &typeid(e), function);
-    backend->throwError(&record);
-  } catch (...) {
-    const std::type_info* type = abi::__cxa_current_exception_type();
-    const std::string message =
-        concat({"thrown by C++ and no exception: ", type ? nameOf(*type) : "unknown"});
-    const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
-    backend->throwError(&record);
-  }
+/// What is no exception of the standard library's kind.
+void throwUnknown(const std::string& function) {
+  const std::type_info* type = abi::__cxa_current_exception_type();
+  const std::string message =
+      concat({"thrown by C++ and no exception: ", type ? nameOf(*type) : "unknown"});
+  const ZaxErrorRecord record = recordOf("EFAILED", message, type, function);
+  backend->throwError(&record);
 }
 
 std::string countText(int required, int count) {
@@ -107,24 +95,31 @@ std::string countText(int required, int count) {
   return count > required ? concat({least, " to ", std::to_string(count)}) : least;
 }
 
-[[noreturn]] void refuseCount(const Signature& signature, int got, const std::string& function) {
-  throw BadArgumentNumber(__("Bad argument number: expected %(want)s, but got %(got)s", "want",
-                             countText(signature.required, signature.count), "got", got),
-                          DebugInfo("native", 0, function.c_str(), -1, nullptr, nullptr));
-}
-
 }  // namespace
 
-void throwToScript(const std::string& function, const std::string& what) noexcept {
-  throwCurrent(function, what);
+void throwToScript(std::exception* thrown, const std::string& function,
+                   const std::string& what) noexcept {
+  if (!thrown) return throwUnknown(function);
+  if (const auto* script = dynamic_cast<ScriptException*>(thrown)) {
+    backend->throwReference(script->thrown().get());
+  } else if (const auto* exception = dynamic_cast<Exception*>(thrown)) {
+    auto* conversion = dynamic_cast<ConversionError*>(thrown);
+    if (conversion) conversion->complete(function.c_str(), what);
+    throwException(*exception, function);
+  } else if (const auto* system = dynamic_cast<std::system_error*>(thrown)) {
+    throwSystemError(*system, function);
+  } else {
+    const std::string message = thrown->what();
+    const ZaxErrorRecord record = recordOf("EUNKNOWN", message, &typeid(*thrown), function);
+    backend->throwError(&record);
+  }
 }
 
-Function::Function(std::string name, std::vector<std::string> names, std::string text,
-                   const Signature& signature, Run run)
+Function::Function(const Naming& naming, const Signature& signature, Run run)
     : ZaxFunction{enter, signature.count, signature.required, nullptr},
-      name_(std::move(name)),
-      names_(std::move(names)),
-      text_(std::move(text)),
+      name_(naming.name),
+      names_(naming.parameters.begin(), naming.parameters.end()),
+      text_(naming.text),
       signature_(signature),
       run_(run) {
   ZaxFunction::name = name_.c_str();
@@ -136,24 +131,28 @@ Function::Function(std::string name, std::vector<std::string> names, std::string
   }
 }
 
+Function::~Function() = default;
+
 ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                           int count) {
   const auto& function = *static_cast<const Function*>(self);
   Invocation invocation{call, arguments, count};
-  try {
-    const Signature& signature = function.signature_;
-    if (count < signature.required || count > signature.count) {
-      refuseCount(signature, count, function.name_);
-    }
-    return function.run_(function, invocation);
-  } catch (...) {
-    function.fail(invocation);
-    return nullptr;
-  }
+  const Signature& signature = function.signature_;
+  const bool fits = count >= signature.required && count <= signature.count;
+  return fits ? function.run_(function, invocation) : function.refuseCount(invocation);
 }
 
-void Function::fail(const Invocation& invocation) const noexcept {
-  throwCurrent(name_, describe(invocation.position));
+ZaxValue* Function::refuseCount(const Invocation& invocation) const noexcept {
+  BadArgumentNumber refusal(
+      __("Bad argument number: expected %(want)s, but got %(got)s", "want",
+         countText(signature_.required, signature_.count), "got", invocation.count),
+      DebugInfo("native", 0, name_.c_str(), -1, nullptr, nullptr));
+  return fail(invocation, &refusal);
+}
+
+ZaxValue* Function::fail(const Invocation& invocation, std::exception* thrown) const noexcept {
+  throwToScript(thrown, name_, describe(invocation.position));
+  return nullptr;
 }
 
 std::string Function::describe(int position) const {

@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -36,15 +37,21 @@ struct Invocation {
   int position = working;  ///< the argument that is being converted, or one of the above
 };
 
+/// How a function is told to JavaScript and to people; made from texts that outlive it.
+struct Naming {
+  std::string_view name;
+  std::initializer_list<const char*> parameters;  ///< none, or all of them
+  std::string_view text;                          ///< a sentence for declarations
+};
+
 /// A native function that JavaScript can call. Made when the module is, owned by its environment;
 /// called on the JavaScript thread.
 class Function : public ZaxFunction {
  public:
+  /// Throws nothing.
   using Run = ZaxValue* (*)(const Function& function, Invocation& invocation);
 
-  Function(std::string name, std::vector<std::string> names, std::string text,
-           const Signature& signature, Run run);
-  virtual ~Function() = default;
+  Function(const Naming& naming, const Signature& signature, Run run);
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
@@ -53,10 +60,17 @@ class Function : public ZaxFunction {
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
 
+ protected:
+  /// For the handler of an exception, or null: throws it into script and returns null.
+  ZaxValue* fail(const Invocation& invocation, std::exception* thrown) const noexcept;
+
+  ~Function();
+
  private:
   static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
                          int count);
-  void fail(const Invocation& invocation) const noexcept;
+  /// Out of line, because the stack would have room for an exception in every call.
+  __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
 
   std::string name_;
@@ -66,9 +80,11 @@ class Function : public ZaxFunction {
   Run run_;
 };
 
-/// For a handler of any exception: throws it into script, with the place in JavaScript's terms
-/// where it brings none. `what` is the value that an error of conversion is about.
-void throwToScript(const std::string& function, const std::string& what) noexcept;
+/// For the handler of an exception: throws it into script, with the place in JavaScript's terms
+/// where it brings none. `thrown` is null for what is no std::exception; `what` is the value that
+/// an error of conversion is about. (To catch by type here would take a second throw.)
+void throwToScript(std::exception* thrown, const std::string& function,
+                   const std::string& what) noexcept;
 
 template <typename T>
 inline constexpr bool isOptional = false;
@@ -187,13 +203,23 @@ struct CallableOf<F, std::void_t<decltype(&F::operator())>> : CallableOf<decltyp
 template <typename F>
 class FunctionOf : public Function {
  public:
-  FunctionOf(F callable, std::string name, std::vector<std::string> names, std::string text)
-      : Function(std::move(name), std::move(names), std::move(text), CallableOf<F>::signature, run),
-        callable_(std::move(callable)) {}
+  FunctionOf(F callable, const Naming& naming)
+      : Function(naming, CallableOf<F>::signature, run), callable_(std::move(callable)) {}
+
+  static void destroy(void* function) {
+    delete static_cast<FunctionOf*>(static_cast<Function*>(function));
+  }
 
  private:
   static ZaxValue* run(const Function& function, Invocation& invocation) {
-    return CallableOf<F>::run(static_cast<const FunctionOf&>(function).callable_, invocation);
+    const auto& self = static_cast<const FunctionOf&>(function);
+    try {
+      return CallableOf<F>::run(self.callable_, invocation);
+    } catch (std::exception& e) {
+      return self.fail(invocation, &e);
+    } catch (...) {
+      return self.fail(invocation, nullptr);
+    }
   }
 
   mutable F callable_;

@@ -4,6 +4,8 @@
 
 namespace zax {
 
+void throwWhatScriptThrew() { throw ScriptException(); }
+
 bool Handle::boolean() const {
   bool result;
   if (!backend->getBoolean(value_, &result)) throw BadArgument("boolean", *this);
@@ -17,10 +19,12 @@ double Handle::number() const {
 }
 
 std::string Handle::text() const {
+  char few[2048];
   std::size_t size;
-  if (!backend->getStringSize(value_, &size)) throw BadArgument("string", *this);
+  if (!backend->getString(value_, few, sizeof(few), &size)) throw BadArgument("string", *this);
+  if (size <= sizeof(few)) return std::string(few, size);
   std::string result(size, '\0');
-  backend->writeString(value_, result.data(), size);
+  backend->getString(value_, result.data(), size, &size);
   return result;
 }
 

@@ -140,13 +140,15 @@ class ScriptException : public std::exception {
   Reference thrown_;
 };
 
+[[noreturn]] void throwWhatScriptThrew();
+
 /// The handle of a value from the backend; throws what script threw where there is none.
 inline Handle checked(ZaxValue* value) {
-  if (!value) throw ScriptException();
+  if (!value) throwWhatScriptThrew();
   return Handle(value);
 }
 inline void checked(bool done) {
-  if (!done) throw ScriptException();
+  if (!done) throwWhatScriptThrew();
 }
 
 }  // namespace zax

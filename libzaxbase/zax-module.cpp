@@ -65,17 +65,16 @@ std::string declareExport(const ModuleContents::Entry& entry) {
                  " };\n\n"});
 }
 
+constexpr const char* errorDeclaration =
+    "/** What is thrown where native code fails. */\n"
+    "export type { ZaxBindingError } from 'zaxbase/runtime';\n";
+
 /// The add-on's declarations; what `zaxbase types` calls.
 std::string declare(const ModuleContents& contents) {
   const Declarations types;
   std::string exports;
   for (const auto& entry : contents.entries) exports += declareExport(entry);
-  return types.text() + exports;
-}
-
-template <typename T>
-void own(T* object) {
-  backend->own(object, [](void* owned) { delete static_cast<T*>(owned); });
+  return concat({types.text(), exports, errorDeclaration});
 }
 
 constexpr const char* declarationsSymbol = "zaxbase.declarations";
@@ -83,8 +82,9 @@ constexpr const char* declarationsSymbol = "zaxbase.declarations";
 /// The function that gives the declarations, out of sight.
 void addDeclarations(Handle exports, const ModuleContents& contents) {
   auto give = [&contents] { return declare(contents); };
-  auto* function = new FunctionOf<decltype(give)>(give, declarationsSymbol, {}, "");
-  own<Function>(function);
+  using Made = FunctionOf<decltype(give)>;
+  auto* function = new Made(give, Naming{declarationsSymbol, {}, {}});
+  backend->own(static_cast<Function*>(function), Made::destroy);
   const Handle value = checked(backend->makeFunction(function));
   checked(backend->hideProperty(exports.get(), declarationsSymbol, value.get()));
 }
@@ -99,8 +99,8 @@ void Module::define(const std::string& name, Handle value) {
   exports_.set(name, value);
 }
 
-void Module::add(Function* function) {
-  own(function);
+void Module::add(Function* function, void (*destroy)(void* function)) {
+  backend->own(function, destroy);
   define(function->jsName(), checked(backend->makeFunction(function)));
   contents_.entries.push_back({function->jsName(), function->text(), function, nullptr, nullptr});
 }
@@ -122,15 +122,17 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
   if (backend != table) backend = table;  // Workers read it.
   try {
     auto* contents = new ModuleContents;
-    own(contents);
+    backend->own(contents, [](void* owned) { delete static_cast<ModuleContents*>(owned); });
     addDeclarations(Handle(exports), *contents);
     Module module(Handle(exports), *contents);
     body(module);
     return true;
+  } catch (std::exception& e) {
+    throwToScript(&e, "module", "");
   } catch (...) {
-    throwToScript("module", "");
-    return false;
+    throwToScript(nullptr, "module", "");
   }
+  return false;
 }
 
 }  // namespace zax

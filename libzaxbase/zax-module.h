@@ -29,16 +29,16 @@ class Module {
   /// Exports a function that calls `callable`: a function pointer, or a function object, which
   /// lives until the environment ends.
   template <typename F>
-  void function(const std::string& name, F&& callable,
-                std::initializer_list<const char*> names = {}, const std::string& text = "") {
+  void function(std::string_view name, F&& callable, std::initializer_list<const char*> names = {},
+                std::string_view text = {}) {
     using Callable = std::decay_t<F>;
     static_assert(
         CallableOf<Callable>::known,
         "not a callable with one signature: of an overloaded or generic one, wrap the form "
         "that is meant in a lambda");
     if constexpr (CallableOf<Callable>::known) {
-      add(new FunctionOf<Callable>(std::forward<F>(callable), name, {names.begin(), names.end()},
-                                   text));
+      using Made = FunctionOf<Callable>;
+      add(new Made(std::forward<F>(callable), Naming{name, names, text}), Made::destroy);
     }
   }
 
@@ -57,7 +57,8 @@ class Module {
   Module object(const std::string& name, const std::string& text = "");
 
  private:
-  void add(Function* function);
+  /// `destroy(function)` is called at the end of the environment.
+  void add(Function* function, void (*destroy)(void* function));
   void addValue(const std::string& name, Handle value, std::string (*declaration)(),
                 const std::string& text);
   void define(const std::string& name, Handle value);
@@ -72,6 +73,8 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
 
 }  // namespace zax
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name.
+
 /// Registers an add-on: `ZAX_MODULE(module) { module.function("add", add); }`. The body runs once
 /// for each JavaScript thread that loads the add-on.
 #define ZAX_MODULE(module)                                                                     \
@@ -81,5 +84,7 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
     return zax::loadModule(backend, exports, zaxModuleBody);                                   \
   }                                                                                            \
   static void zaxModuleBody([[maybe_unused]] zax::Module& module)
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif

@@ -28,7 +28,11 @@ namespace zax {
 /// specialise it with `static void convert(T& out, const v8::Local<v8::Value>& value)`, which
 /// throws what is to become the error of the call.
 template <typename T>
-struct ArgumentConverter;
+struct ArgumentConverter {
+  static_assert(sizeof(T) == 0,
+                "a bound function cannot take this type: specialise zax::ArgumentConverter for it");
+  static void convert(T& out, const v8::Local<v8::Value>& value);
+};
 
 /// A converter that is a function.
 template <typename T, void (*parse)(T&, const v8::Local<v8::Value>&)>
@@ -101,6 +105,18 @@ class Packed {
   }
 };
 
+/// Calls a native function with the unpacked arguments of a JavaScript call.
+template <typename R, typename... Params>
+R callUnpacked(R (*fn)(Params...), const Nan::FunctionCallbackInfo<v8::Value>& info) {
+  constexpr bool bindable = (std::is_convertible_v<std::decay_t<Params>, Params> && ...);
+  static_assert(bindable, "a bound function takes its parameters by value or by const reference");
+  if constexpr (bindable) {
+    return Packed::call(fn, ArgumentList::unpack<std::decay_t<Params>...>(info));
+  } else {
+    return R();
+  }
+}
+
 /// Runs the native side of a call and turns a std::exception that it throws into the JavaScript
 /// exception of the call, in place of one that script threw on the way there (a getter, say), which
 /// must not be pending while the script side makes the error. Anything else that is thrown ends the
@@ -120,7 +136,7 @@ void guardEntry(v8::Isolate* isolate, const Body& body) {
 /// Base of a job class T that JavaScript can start: `class Sum : public zax::Binding<Sum>`. T has a
 /// factory `static T* create(Args...)` that returns a job made with `new`, and a beginJob. The
 /// factory's parameters, by value or by const reference, are those of the JavaScript function; what
-/// it throws is thrown from the call.
+/// it throws is thrown from the call, and so is ErrnoGenericException<EFAILED> if it returns null.
 template <typename T>
 class Binding : public AsyncJob {
  public:
@@ -128,13 +144,11 @@ class Binding : public AsyncJob {
 
   /// The JavaScript function: creates the job, starts it and returns `undefined`.
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    guardEntry(info.GetIsolate(), [&] { createJob(&T::create, info)->start(); });
-  }
-
- private:
-  template <typename... Args>
-  static T* createJob(T* (*create)(Args...), const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    return Packed::call(create, ArgumentList::unpack<std::decay_t<Args>...>(info));
+    guardEntry(info.GetIsolate(), [&] {
+      AsyncJob* job = callUnpacked(&T::create, info);
+      if (!job) throw ErrnoGenericException<EFAILED>(__("create made no job"), ZAX_DEBUG_INFO);
+      job->start();
+    });
   }
 };
 
@@ -145,10 +159,12 @@ class BindFunction;
 
 template <typename R, typename... Args, R (*fn)(Args...)>
 class BindFunction<R(Args...), fn> {
+  static_assert(std::is_void_v<R>,
+                "a bound function returns void: its result goes to a zax::Callback parameter");
+
  public:
   static void entry(const Nan::FunctionCallbackInfo<v8::Value>& info) {
-    guardEntry(info.GetIsolate(),
-               [&] { Packed::call(fn, ArgumentList::unpack<std::decay_t<Args>...>(info)); });
+    guardEntry(info.GetIsolate(), [&] { callUnpacked(fn, info); });
   }
 };
 

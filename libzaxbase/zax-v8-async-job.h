@@ -22,9 +22,10 @@ class AsyncNotification;
 /// Base of every asynchronous operation. `beginJob` does the work on a thread of the libuv pool,
 /// `afterJob` then replies to the callback on the JavaScript thread. A job is allocated with `new`
 /// and deletes itself when its last reference is released: normally the one that `start` took,
-/// after the reply.
+/// after the reply. A job whose callback is empty replies to nobody.
 ///
-/// The reference count may change on any thread. Everything else has one thread at a time: the
+/// The reference count may change on any thread; the last reference is released on the JavaScript
+/// thread, because the callback goes with it. Everything else has one thread at a time: the
 /// JavaScript thread until `start`, a pool thread during `beginJob`, the JavaScript thread again
 /// afterwards.
 class AsyncJob : public NonCopyable {
@@ -34,7 +35,8 @@ class AsyncJob : public NonCopyable {
 
   /// The work; runs once, on a pool thread, and must not touch V8. Whatever it throws is recorded
   /// and becomes the error reply; a std::exception from outside the framework gets the code
-  /// "EUNKNOWN" or what setUnknownException said.
+  /// "EUNKNOWN" or what setUnknownException said. An Exception without a place, as of DebugInfo(),
+  /// does not count as an error.
   virtual void beginJob() = 0;
 
   /// The reply; runs on the JavaScript thread when beginJob recorded no error. The default calls
@@ -51,11 +53,12 @@ class AsyncJob : public NonCopyable {
   /// Any thread.
   void addReference();
 
-  /// Any thread. Deletes the job when this was the last reference.
+  /// Any thread, but for the last reference: the JavaScript thread. That one deletes the job.
   void releaseReference();
 
   /// Records a failure without an exception: from beginJob, instead of throwing; from afterJob,
-  /// instead of replying. Copies its arguments. Replaces what was recorded before.
+  /// instead of replying. Copies its arguments. Replaces what was recorded before. Without a place
+  /// in `where` there is no error.
   void setError(const ErrorCode& code, const MessageBuffer& message, const DebugInfo& where);
 
   /// The code for exceptions from outside the framework that beginJob throws. Call it before

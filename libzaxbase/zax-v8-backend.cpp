@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -110,15 +111,11 @@ bool getUint64(ZaxValue* value, std::uint64_t* result) {
   return lossless;
 }
 
-bool getStringSize(ZaxValue* value, std::size_t* bytes) {
+bool getString(ZaxValue* value, char* target, std::size_t capacity, std::size_t* bytes) {
   const v8::Local<v8::Value> local = toLocal(value);
   if (!local->IsString()) return false;
-  *bytes = utf8Size(currentIsolate(), local.As<v8::String>());
+  *bytes = readUtf8(currentIsolate(), local.As<v8::String>(), target, capacity);
   return true;
-}
-
-void writeString(ZaxValue* string, char* target, std::size_t bytes) {
-  writeUtf8(currentIsolate(), as<v8::String>(string), target, bytes);
 }
 
 bool getDate(ZaxValue* value, double* milliseconds) {
@@ -141,26 +138,8 @@ ZaxValue* makeBigUint64(std::uint64_t value) {
   return toSlot(v8::BigInt::NewFromUnsigned(currentIsolate(), value));
 }
 
-bool isAscii(const char* text, std::size_t size) {
-  std::uint64_t bits = 0;
-  for (; size >= 8; text += 8, size -= 8) {
-    std::uint64_t word;
-    std::memcpy(&word, text, 8);
-    bits |= word;
-  }
-  for (; size > 0; ++text, --size) bits |= static_cast<std::uint64_t>(*text & 0x80) << 56;
-  return (bits & 0x8080808080808080) == 0;
-}
-
 ZaxValue* makeString(const char* utf8, std::size_t bytes) {
-  if (bytes > static_cast<std::size_t>(v8::String::kMaxLength) * 3) return nullptr;
-  const int size = static_cast<int>(std::min<std::size_t>(bytes, INT32_MAX));
-  if (isAscii(utf8, bytes)) {
-    const auto* oneByte = reinterpret_cast<const std::uint8_t*>(utf8);
-    return slotOf(
-        v8::String::NewFromOneByte(currentIsolate(), oneByte, v8::NewStringType::kNormal, size));
-  }
-  return slotOf(v8::String::NewFromUtf8(currentIsolate(), utf8, v8::NewStringType::kNormal, size));
+  return slotOf(newString(currentIsolate(), utf8, bytes));
 }
 
 ZaxValue* makeDate(double milliseconds) {
@@ -305,13 +284,9 @@ void onCall(const Info& info) {
   const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   constexpr int usual = 8;
   ZaxValue* few[usual];
-  std::vector<ZaxValue*> many;
-  ZaxValue** arguments = few;
   const int count = std::min(info.Length(), function->parameters);
-  if (count > usual) {
-    many.resize(count);
-    arguments = many.data();
-  }
+  const std::unique_ptr<ZaxValue*[]> many(count > usual ? new ZaxValue*[count] : nullptr);
+  ZaxValue** arguments = many ? many.get() : few;
   for (int i = 0; i < count; ++i) arguments[i] = toSlot(info[i]);
   auto* call = reinterpret_cast<ZaxCall*>(const_cast<Info*>(&info));
   ZaxValue* result = function->invoke(function, call, arguments, info.Length());
@@ -378,8 +353,8 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   if (!value->ToString(context()).ToLocal(&string)) string = v8::String::Empty(currentIsolate());
   const bool isShort = string->Length() <= shortText;
   char utf8[3 * shortText + 1];
-  const std::size_t bytes = isShort ? utf8Size(currentIsolate(), string) : 0;
-  if (isShort) writeUtf8(currentIsolate(), string, utf8, bytes);
+  const std::size_t bytes =
+      isShort ? readUtf8(currentIsolate(), string, utf8, sizeof(utf8) - 1) : 0;
   utf8[bytes] = '\0';
   if (!isShort || std::strlen(utf8) < bytes) {
     const char* type = value->IsString() ? "string" : "bigint";
@@ -412,8 +387,7 @@ const ZaxBackend backendTable = {
     getNumber,
     getInt64,
     getUint64,
-    getStringSize,
-    writeString,
+    getString,
     getDate,
     getBytes,
     copyBytes,
@@ -432,6 +406,7 @@ const ZaxBackend backendTable = {
     makeSmallBuffer,
     makeView,
     holdMemory,
+    copyMemory,
     releaseMemory,
     allocateMemory,
     getLength,

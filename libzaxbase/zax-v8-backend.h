@@ -16,14 +16,14 @@ extern const ZaxBackend backendTable;
 
 inline v8::Local<v8::Value> toLocal(ZaxValue* value) {
   v8::Local<v8::Value> local;
-  static_assert(sizeof(local) == sizeof(value), "a Local is a pointer to a slot");
-  std::memcpy(static_cast<void*>(&local), &value, sizeof(value));
+  static_assert(sizeof(local) == sizeof(void*), "a Local is a pointer to a slot");
+  std::memcpy(static_cast<void*>(&local), &value, sizeof(void*));
   return local;
 }
 
 inline ZaxValue* toSlot(v8::Local<v8::Value> local) {
   ZaxValue* value;
-  std::memcpy(&value, static_cast<void*>(&local), sizeof(value));
+  std::memcpy(&value, static_cast<void*>(&local), sizeof(void*));
   return value;
 }
 

@@ -1,6 +1,8 @@
 #include "zax-v8-base.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 // What differs between the versions of V8 is told apart here and nowhere else.
@@ -9,32 +11,7 @@ namespace zax {
 
 namespace {
 
-/// Writes a string whose size is `size`, without a terminator.
-void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes, std::size_t size,
-           [[maybe_unused]] bool replaceSurrogates) {
-  const int length = value->Length();
-  const bool isAscii = size == static_cast<std::size_t>(length);  // No need to encode.
-#if V8_MAJOR_VERSION >= 13
-  using Flags = v8::String::WriteFlags;
-  if (isAscii) {
-    value->WriteOneByteV2(isolate, 0, length, reinterpret_cast<std::uint8_t*>(bytes));
-  } else {
-    value->WriteUtf8V2(isolate, bytes, size,
-                       replaceSurrogates ? Flags::kReplaceInvalidUtf8 : Flags::kNone);
-  }
-#else
-  int options = v8::String::NO_NULL_TERMINATION;
-  if (isAscii) {
-    value->WriteOneByte(isolate, reinterpret_cast<std::uint8_t*>(bytes), 0, length, options);
-  } else {
-    if (replaceSurrogates) options |= v8::String::REPLACE_INVALID_UTF8;
-    value->WriteUtf8(isolate, bytes, static_cast<int>(size), nullptr, options);
-  }
-#endif
-}
-
-}  // namespace
-
+/// The size of a string in UTF-8.
 std::size_t utf8Size(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
 #if V8_MAJOR_VERSION >= 13
   return value->Utf8LengthV2(isolate);
@@ -43,9 +20,71 @@ std::size_t utf8Size(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
 #endif
 }
 
-void writeUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
-               std::size_t size) {
-  write(isolate, value, bytes, size, true);
+/// Writes a string of characters below 256, without a terminator.
+void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes) {
+  const int length = value->Length();
+  auto* target = reinterpret_cast<std::uint8_t*>(bytes);
+#if V8_MAJOR_VERSION >= 13
+  value->WriteOneByteV2(isolate, 0, length, target);
+#else
+  value->WriteOneByte(isolate, target, 0, length, v8::String::NO_NULL_TERMINATION);
+#endif
+}
+
+/// Writes a string whose size is `size`, without a terminator.
+void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes, std::size_t size,
+           bool replaceSurrogates) {
+  if (size == static_cast<std::size_t>(value->Length())) {  // No need to encode.
+    return writeOneByte(isolate, value, bytes);
+  }
+#if V8_MAJOR_VERSION >= 13
+  using Flags = v8::String::WriteFlags;
+  value->WriteUtf8V2(isolate, bytes, size,
+                     replaceSurrogates ? Flags::kReplaceInvalidUtf8 : Flags::kNone);
+#else
+  int options = v8::String::NO_NULL_TERMINATION;
+  if (replaceSurrogates) options |= v8::String::REPLACE_INVALID_UTF8;
+  value->WriteUtf8(isolate, bytes, static_cast<int>(size), nullptr, options);
+#endif
+}
+
+std::uint64_t wordAt(const char* text) {
+  std::uint64_t word;
+  std::memcpy(&word, text, sizeof(word));
+  return word;
+}
+
+bool isAscii(const char* text, std::size_t size) {
+  std::uint64_t bits = 0;
+  for (; size >= 32; text += 32, size -= 32) {
+    bits |= wordAt(text) | wordAt(text + 8) | wordAt(text + 16) | wordAt(text + 24);
+  }
+  for (; size >= 8; text += 8, size -= 8) bits |= wordAt(text);
+  for (; size > 0; ++text, --size) bits |= static_cast<std::uint8_t>(*text);
+  return (bits & 0x8080808080808080) == 0;
+}
+
+}  // namespace
+
+std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
+                     std::size_t capacity) {
+  const auto length = static_cast<std::size_t>(value->Length());
+  if (length <= capacity && value->IsOneByte()) {  // To look at the bytes is cheaper than to ask.
+    writeOneByte(isolate, value, bytes);
+    if (isAscii(bytes, length)) return length;
+  }
+  const std::size_t size = utf8Size(isolate, value);
+  if (size <= capacity) write(isolate, value, bytes, size, true);
+  return size;
+}
+
+v8::MaybeLocal<v8::String> newString(v8::Isolate* isolate, const char* utf8, std::size_t size) {
+  if (size > static_cast<std::size_t>(v8::String::kMaxLength) * 3) return {};
+  const auto type = v8::NewStringType::kNormal;
+  const int bytes = static_cast<int>(std::min<std::size_t>(size, INT32_MAX));
+  if (!isAscii(utf8, size)) return v8::String::NewFromUtf8(isolate, utf8, type, bytes);
+  const auto* oneByte = reinterpret_cast<const std::uint8_t*>(utf8);
+  return v8::String::NewFromOneByte(isolate, oneByte, type, bytes);
 }
 
 void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {

@@ -11,13 +11,14 @@ namespace zax {
 /// surrogate becomes its three-byte form. JavaScript thread only.
 void v8ToStd(std::string& out, const v8::Local<v8::String>& value);
 
-/// The size of a JavaScript string in UTF-8 bytes, without a terminator. JavaScript thread only.
-std::size_t utf8Size(v8::Isolate* isolate, const v8::Local<v8::String>& value);
+/// Writes the UTF-8 bytes of a JavaScript string, a lone surrogate as U+FFFD, without a terminator,
+/// if they are no more than `capacity`. Returns how many they are. JavaScript thread only.
+std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
+                     std::size_t capacity);
 
-/// Writes a JavaScript string of that size, a lone surrogate as U+FFFD, without a terminator.
-/// JavaScript thread only.
-void writeUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
-               std::size_t size);
+/// A JavaScript string from UTF-8; what is invalid becomes U+FFFD. Empty where V8 takes no string
+/// of that length. JavaScript thread only.
+v8::MaybeLocal<v8::String> newString(v8::Isolate* isolate, const char* utf8, std::size_t size);
 
 /// A JavaScript value that holds a native pointer, and the pointer. JavaScript thread only.
 v8::Local<v8::Value> wrapPointer(v8::Isolate* isolate, const void* pointer);

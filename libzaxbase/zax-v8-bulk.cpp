@@ -91,12 +91,12 @@ std::string ShapeScripts::readerBody() const {
         {"if (typeof ", member, isNumber ? " !== 'number'" : " !== 'boolean'", ") break;\n"});
     stores += concat({"numbers[k++] = ", member, isNumber ? ";\n" : " ? 1 : 0;\n"});
   }
-  return concat(
-      {"values = [];\nlet i = from, j = 0, k = 0;\n"
-       "for (; i < to; ++i) {\n"
-       "const row = array[i];\n"
-       "if (typeof row !== 'object' || row === null || Array.isArray(row)) break;\n",
-       loads, checks, stores, "}\nnumbers[capacity] = i;\nreturn values;"});
+  constexpr const char* begin =
+      "values = [];\nlet i = from, j = 0, k = 0;\n"
+      "for (; i < to; ++i) {\n"
+      "const row = array[i];\n"
+      "if (typeof row !== 'object' || row === null || Array.isArray(row)) break;\n";
+  return concat({begin, loads, checks, stores, "}\nnumbers[capacity] = i;\nreturn values;"});
 }
 
 std::string ShapeScripts::writerBody() const {

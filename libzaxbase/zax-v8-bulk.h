@@ -41,6 +41,8 @@ class ShapeScripts : public NonCopyable {
   /// A null shape means plain numbers.
   explicit ShapeScripts(const ZaxShape* shape) : shape_(shape) {}
 
+  const ZaxShape* shape() const { return shape_; }
+
   const std::vector<v8::Eternal<v8::Name>>& names(v8::Isolate* isolate);
 
   bool read(v8::Isolate* isolate, ZaxBulk& bulk, v8::Local<v8::Value> array, std::size_t from,

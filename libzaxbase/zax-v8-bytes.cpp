@@ -12,13 +12,27 @@
 #include "zax-v8-backend.h"
 #include "zax-v8-environment.h"
 
-struct ZaxMemory {
-  std::shared_ptr<v8::BackingStore> store;
-};
-
 namespace zax {
 
 namespace {
+
+using Store = std::shared_ptr<v8::BackingStore>;
+static_assert(sizeof(Store) <= sizeof(ZaxMemory), "what keeps the memory fits into its place");
+
+Store& storeIn(ZaxMemory* memory) { return *reinterpret_cast<Store*>(memory->owner); }
+const Store& storeIn(const ZaxMemory* memory) {
+  return *reinterpret_cast<const Store*>(memory->owner);
+}
+
+/// Whether script can take memory away that native code looks at; shared memory only grows.
+bool canShrink(v8::Local<v8::ArrayBuffer> buffer) {
+#if V8_MAJOR_VERSION >= 12
+  const bool isResizable = buffer->IsResizableByUserJavaScript();
+#else
+  const bool isResizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+#endif
+  return isResizable && !buffer.As<v8::Value>()->IsSharedArrayBuffer();
+}
 
 ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
   if (view->IsUint8Array()) return ZaxUint8;
@@ -35,13 +49,8 @@ ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
   return ZaxNoElement;
 }
 
-/// Whether script can take memory away that native code looks at; shared memory only grows.
-bool canShrink(const v8::BackingStore& store) {
-  return store.IsResizableByUserJavaScript() && !store.IsShared();
-}
-
 /// Where a value's bytes lie; for a view this gives its array a buffer, if it had none.
-std::shared_ptr<v8::BackingStore> storeOf(v8::Local<v8::Value> value, std::size_t* offset) {
+Store storeOf(v8::Local<v8::Value> value, std::size_t* offset) {
   *offset = 0;
   if (value->IsSharedArrayBuffer()) return value.As<v8::SharedArrayBuffer>()->GetBackingStore();
   if (value->IsArrayBuffer()) return value.As<v8::ArrayBuffer>()->GetBackingStore();
@@ -101,14 +110,14 @@ bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
     // A small array without a buffer of its own can be neither detached nor resized.
     if (!array->HasBuffer()) return true;
     const auto buffer = array->Buffer();
-    view->resizable = canShrink(*buffer->GetBackingStore());
+    view->resizable = canShrink(buffer);
     view->detached = buffer->WasDetached();
     return true;
   }
   if (value->IsArrayBuffer()) {
     const auto buffer = value.As<v8::ArrayBuffer>();
     view->size = buffer->ByteLength();
-    view->resizable = canShrink(*buffer->GetBackingStore());
+    view->resizable = canShrink(buffer);
     view->detached = buffer->WasDetached();
     return true;
   }
@@ -128,29 +137,33 @@ void copyBytes(ZaxValue* slot, std::uint8_t* target, std::size_t size) {
   std::memcpy(target, storeOf(value, &offset)->Data(), size);
 }
 
-ZaxMemory* holdMemory(ZaxValue* bytes, std::uint8_t** data) {
+std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes) {
   std::size_t offset;
-  auto store = storeOf(toLocal(bytes), &offset);
-  *data = static_cast<std::uint8_t*>(store->Data()) + offset;
-  return new ZaxMemory{std::move(store)};
+  const Store& store = *new (memory->owner) Store(storeOf(toLocal(bytes), &offset));
+  return static_cast<std::uint8_t*>(store->Data()) + offset;
+}
+
+void copyMemory(ZaxMemory* copy, const ZaxMemory* memory) {
+  new (copy->owner) Store(storeIn(memory));
 }
 
 void releaseMemory(ZaxMemory* memory) {
-  if (!Environment::isMainOver()) delete memory;
+  if (!Environment::isMainOver()) storeIn(memory).~Store();
 }
 
 // Any thread, so not by V8's allocator, which belongs to an isolate.
-ZaxMemory* allocateMemory(std::size_t bytes, std::uint8_t** data) {
-  *data = static_cast<std::uint8_t*>(std::calloc(bytes ? bytes : 1, 1));
-  if (!*data) return nullptr;
-  return new ZaxMemory{v8::ArrayBuffer::NewBackingStore(
-      *data, bytes, [](void* memory, std::size_t, void*) { std::free(memory); }, nullptr)};
+std::uint8_t* allocateMemory(ZaxMemory* memory, std::size_t bytes) {
+  void* data = std::calloc(bytes ? bytes : 1, 1);
+  if (!data) return nullptr;
+  new (memory->owner) Store(v8::ArrayBuffer::NewBackingStore(
+      data, bytes, [](void* released, std::size_t, void*) { std::free(released); }, nullptr));
+  return static_cast<std::uint8_t*>(data);
 }
 
-ZaxValue* makeView(ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
+ZaxValue* makeView(const ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
                    ZaxElementType type) {
   if (!fits(size)) return nullptr;
-  const auto& store = memory->store;
+  const Store& store = storeIn(memory);
   const std::size_t offset = data - static_cast<const std::uint8_t*>(store->Data());
   if (store->IsShared()) {
     return toSlot(newView(v8::SharedArrayBuffer::New(currentIsolate(), store), offset, size, type));

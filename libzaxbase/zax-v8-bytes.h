@@ -15,11 +15,12 @@ void copyBytes(ZaxValue* value, std::uint8_t* target, std::size_t size);
 ZaxValue* makeBuffer(std::uint8_t* data, std::size_t size, void (*free)(void* data, void* hint),
                      void* hint);
 ZaxValue* makeSmallBuffer(const std::uint8_t* data, std::size_t size);
-ZaxValue* makeView(ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
+ZaxValue* makeView(const ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
                    ZaxElementType type);
-ZaxMemory* holdMemory(ZaxValue* bytes, std::uint8_t** data);
+std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes);
+void copyMemory(ZaxMemory* copy, const ZaxMemory* memory);
 void releaseMemory(ZaxMemory* memory);
-ZaxMemory* allocateMemory(std::size_t bytes, std::uint8_t** data);
+std::uint8_t* allocateMemory(ZaxMemory* memory, std::size_t bytes);
 
 }  // namespace zax
 

@@ -2,7 +2,7 @@
 
 #include <nan.h>
 
-#include <cassert>
+#include <utility>
 
 #include "zax-base.h"
 #include "zax-v8-utils.h"
@@ -23,14 +23,22 @@ Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(),
 
 Callback& Callback::operator=(const Callback& other) { return *this = Callback(other); }
 
+Callback& Callback::operator=(Callback&& other) noexcept {
+  function_ = std::move(other.function_);
+  return *this;
+}
+
+Callback::~Callback() {
+  if (*this && v8::Isolate::TryGetCurrent()) function_.~Global();
+}
+
 void Callback::reset(v8::Local<v8::Function> function) {
   function_.Reset(v8::Isolate::GetCurrent(), function);
 }
 
 void Callback::callGuarded(v8::Isolate* isolate, int argc, v8::Local<v8::Value>* argv) {
-  assert(!function_.IsEmpty() && "a Callback must be filled before it is called");
   v8::TryCatch tryCatch(isolate);
-  (void)makeCallback(isolate, function_.Get(isolate), argc, argv);
+  (void)invoke(argc, argv);
   if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
 }
 
@@ -99,6 +107,7 @@ void Callback::call(v8::Local<v8::Value> value) {
 }
 
 v8::MaybeLocal<v8::Value> Callback::invoke(int argc, v8::Local<v8::Value>* argv) const {
+  if (!*this) return {};
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
   return makeCallback(isolate, function_.Get(isolate), argc, argv);
 }

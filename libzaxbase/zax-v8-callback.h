@@ -7,23 +7,29 @@
 #include <map>
 #include <set>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace zax {
 
 /// Holds a JavaScript function and replies to it. Empty until parseCallback or reset fills it; a
 /// copy is a second, independent handle to the same function. JavaScript thread only, the
-/// destructor included.
+/// destructor included. One that outlives JavaScript, as a static one does, lets go of nothing.
 ///
 /// Every `call` opens its own handle scope. What the function returns is discarded; what it throws
 /// is reported as an uncaught exception of the process, and the native caller carries on.
-/// Calling an empty Callback is a programming error.
+/// Calling an empty Callback does nothing.
 class Callback {
  public:
-  Callback() = default;
+  Callback() : function_() {}
   Callback(const Callback& other);
-  Callback(Callback&& other) noexcept = default;
+  Callback(Callback&& other) noexcept : function_(std::move(other.function_)) {}
   Callback& operator=(const Callback& other);
-  Callback& operator=(Callback&& other) noexcept = default;
+  Callback& operator=(Callback&& other) noexcept;
+  ~Callback();
+
+  /// Whether it holds a function.
+  explicit operator bool() const { return !function_.IsEmpty(); }
 
   /// Holds `function` from now on and lets go of what was held before.
   void reset(v8::Local<v8::Function> function);
@@ -42,11 +48,21 @@ class Callback {
   /// Calls the function with (null, value): a ready value is marked by `null`, not by 0.
   void call(v8::Local<v8::Value> value);
 
+  /// For what would silently become an int or a text. Does not compile, and says why.
+  template <typename T,
+            typename = std::enable_if_t<std::is_same_v<T, bool> || std::is_floating_point_v<T> ||
+                                        std::is_null_pointer_v<T>>>
+  void call(T) {
+    static_assert(sizeof(T) == 0,
+                  "a Callback replies with int, text or a container of texts: make any other value "
+                  "ready, as in call(Nan::New(1.5))");
+  }
+
   /// Calls the function with the given arguments; error replies use this.
   void call(int argc, v8::Local<v8::Value>* argv);
 
   /// The bare call, for callers that hold a handle scope and a TryCatch themselves. Empty when the
-  /// function threw inside an outer JavaScript call.
+  /// function threw inside an outer JavaScript call, and when there is no function.
   v8::MaybeLocal<v8::Value> invoke(int argc, v8::Local<v8::Value>* argv) const;
 
  private:
@@ -55,7 +71,10 @@ class Callback {
   template <typename Build>
   void reply(const Build& build);
 
-  v8::Global<v8::Function> function_;
+  // In a union, for the destructor to decide: without an isolate there is nothing to let go of.
+  union {
+    v8::Global<v8::Function> function_;
+  };
 };
 
 /// Calls the function stored under `name` on the global object, with the global object as receiver,

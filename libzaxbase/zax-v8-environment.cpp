@@ -7,7 +7,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
+#include "zax-v8-base.h"
 #include "zax-v8-script.h"
 
 namespace zax {
@@ -18,8 +20,7 @@ namespace {
 v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
   constexpr std::size_t longest = 1 << 20;
   if (!utf8) return v8::String::Empty(isolate);
-  const int size = static_cast<int>(strnlen(utf8, longest));
-  return v8::String::NewFromUtf8(isolate, utf8, v8::NewStringType::kNormal, size).ToLocalChecked();
+  return newString(isolate, utf8, strnlen(utf8, longest)).ToLocalChecked();
 }
 
 /// The class of errors of this realm: whoever comes first makes it.
@@ -101,11 +102,14 @@ Environment::Environment(v8::Local<v8::Context> context)
   v8::Local<v8::Value> ofErrors;
   v8::Local<v8::Value> maker;
   v8::Local<v8::Value> makeError;
+  v8::Local<v8::Value> capture;
   if (errorClass(context).ToLocal(&ofErrors) &&
       runScript(context, makeErrorScript).ToLocal(&maker) &&
       maker.As<v8::Function>()
           ->Call(context, v8::Undefined(isolate_), 1, &ofErrors)
-          .ToLocal(&makeError)) {
+          .ToLocal(&makeError) &&
+      runScript(context, "Error.captureStackTrace").ToLocal(&capture)) {
+    captureStackTrace_.Reset(isolate_, capture.As<v8::Function>());
     makeError_.Reset(isolate_, makeError.As<v8::Function>());
   }
 }
@@ -134,6 +138,11 @@ Environment& Environment::enter(v8::Local<v8::Context> context) {
 
 v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   if (makeError_.IsEmpty()) return v8::Exception::Error(toV8(isolate_, record.message));
+  const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
+  // Here there is no script between the stack and the caller, which would be walked for nothing.
+  v8::Local<v8::Value> trace = v8::Object::New(isolate_);
+  const auto capture = captureStackTrace_.Get(isolate_);
+  if (capture->Call(context, v8::Undefined(isolate_), 1, &trace).IsEmpty()) return {};
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       toV8(isolate_, record.exceptionClass),
@@ -141,9 +150,9 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
                                       v8::Integer::New(isolate_, record.line),
                                       toV8(isolate_, record.function),
                                       makeCallStack(isolate_, record),
-                                      makeSystemDetails(isolate_, record)};
-  return makeError_.Get(isolate_)->Call(isolate_->GetCurrentContext(), v8::Undefined(isolate_), 8,
-                                        arguments);
+                                      makeSystemDetails(isolate_, record),
+                                      trace};
+  return makeError_.Get(isolate_)->Call(context, v8::Undefined(isolate_), 9, arguments);
 }
 
 ZaxReference* Environment::takeThrown() {
@@ -155,16 +164,16 @@ ZaxReference* Environment::takeThrown() {
 }
 
 ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
-  if (!lastShape_.second || lastShape_.first != shape) {
-    std::unique_ptr<ShapeScripts>& scripts = shapes_[shape];
-    if (!scripts) scripts = std::make_unique<ShapeScripts>(shape);
-    lastShape_ = {shape, scripts.get()};
-  }
-  return *lastShape_.second;
+  const auto is = [&](std::size_t i) { return i < shapes_.size() && shapes_[i]->shape() == shape; };
+  if (is(lastShape_)) return *shapes_[lastShape_];
+  lastShape_ = 0;
+  while (lastShape_ < shapes_.size() && !is(lastShape_)) ++lastShape_;
+  if (lastShape_ == shapes_.size()) shapes_.push_back(std::make_unique<ShapeScripts>(shape));
+  return *shapes_[lastShape_];
 }
 
 v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, std::size_t size) {
-  if (size > slabSize - slabUsed_) {
+  if (slab_.IsEmpty() || size > slabSize - slabUsed_) {
     const auto slab = v8::ArrayBuffer::New(isolate_, slabSize);
     slabData_ = static_cast<std::uint8_t*>(slab->GetBackingStore()->Data());
     slabUsed_ = 0;

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -29,8 +28,8 @@ class Environment : public NonCopyable {
   /// That of the calling thread, made at the first call. `context` is the main one.
   static Environment& enter(v8::Local<v8::Context> context);
 
-  /// Whether the main thread's environment has ended, and with it what its memory came from: what is
-  /// released later, by a static object, is left to the end of the process. Any thread.
+  /// Whether the main thread's environment has ended, and with it what its memory came from: what
+  /// is released later, by a static object, is left to the end of the process. Any thread.
   static bool isMainOver() { return mainOver_; }
 
   v8::Isolate* isolate() const { return isolate_; }
@@ -63,11 +62,12 @@ class Environment : public NonCopyable {
 
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
+  v8::Global<v8::Function> captureStackTrace_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
   BulkMemory bulk_;
-  std::unordered_map<const ZaxShape*, std::unique_ptr<ShapeScripts>> shapes_;
-  std::pair<const ZaxShape*, ShapeScripts*> lastShape_{nullptr, nullptr};
+  std::vector<std::unique_ptr<ShapeScripts>> shapes_;
+  std::size_t lastShape_ = 0;  ///< the index of the one that was asked for last
   v8::Global<v8::ArrayBuffer> slab_;
   std::uint8_t* slabData_ = nullptr;
   std::size_t slabUsed_ = slabSize;

@@ -15,13 +15,20 @@ inline constexpr char errorClassScript[] = R"script(
   const { defineProperty } = Object;
   const { set } = Reflect;
 
+  /**
+   * The raising place. An exception from outside the framework does not tell it: then the details
+   * name the JavaScript function or, in jobs by hand, the framework's own conversion.
+   */
+  function placeOf({ exceptionClass, function: name, file, line }) {
+    if (name === 'assign' && file.endsWith('zax-error-info.cpp')) name = exceptionClass;
+    else if (file !== 'native') return `${name} (${file}:${line})`;
+    return `${name} (native)`;
+  }
+
   /** The raising place and the native call stack, a line each in V8's style. */
   function nativeFrames(details) {
     let frames = '';
-    if (details?.function) {
-      const place = details.line > 0 ? `${details.file}:${details.line}` : details.file;
-      frames += `\n    at ${details.function} (${place})`;
-    }
+    if (details?.function) frames += `\n    at ${placeOf(details)}`;
     for (const frame of details?.callstack ?? []) {
       frames += `\n    at ${frame.function.replace(/^ -> /, '')}`;
     }
@@ -40,9 +47,12 @@ inline constexpr char errorClassScript[] = R"script(
    * native error. Its stack begins with the place in the native code that raised it.
    */
   class ZaxBindingError extends Error {
-    #trace = {};
+    #trace;
 
-    /** Frames of the stack down to the function `caller` are left out. */
+    /**
+     * Frames of the stack down to the function `caller` are left out. Native code gives an object
+     * instead that has captured the stack.
+     */
     constructor(code, message, details, caller = new.target) {
       const limit = Error.stackTraceLimit;
       set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
@@ -51,7 +61,8 @@ inline constexpr char errorClassScript[] = R"script(
       delete this.stack; // It would hide the one of the class.
       this.code = code;
       this.details = details;
-      captureStackTrace(this.#trace, caller);
+      this.#trace = typeof caller === 'object' ? caller : {};
+      if (caller !== this.#trace) captureStackTrace(this.#trace, caller);
     }
 
     /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
@@ -76,11 +87,10 @@ inline constexpr char errorClassScript[] = R"script(
 
 /// The value is a function of the class of errors, which gives the function that makes an error.
 inline constexpr char makeErrorScript[] = R"script(
-(ZaxBindingError) =>
-  function makeError(code, message, exceptionClass, file, line, fn, callstack, system) {
-    const details = { exceptionClass, file, line, function: fn, callstack, ...system };
-    return new ZaxBindingError(code, message, details, makeError);
-  };
+(ZaxBindingError) => (code, message, exceptionClass, file, line, fn, callstack, system, trace) => {
+  const details = { exceptionClass, file, line, function: fn, callstack, ...system };
+  return new ZaxBindingError(code, message, details, trace);
+};
 )script";
 
 /// Readers and writers of many values are functions with these parameters: an array, the index to

@@ -16,6 +16,8 @@ std::string integerText(double value) { return std::to_string(static_cast<long l
 
 }  // namespace
 
+void refuse(Handle got, const char* expected) { throw BadArgument(expected, got); }
+
 void refuseInteger(Handle got, double min, double max) {
   throw BadArgument(concat({"integer from ", integerText(min), " to ", integerText(max)}), got);
 }
@@ -129,7 +131,8 @@ long long wholeUnits(Handle got, double milliseconds, long long numerator, long 
 double toMilliseconds(long long count, long long numerator, long long denominator) {
   const long long scale = unitsPerMillisecond(numerator, denominator);
   if (scale > 0) {
-    return static_cast<double>(count / scale) +
+    const long long whole = count / scale;
+    return static_cast<double>(whole) +
            static_cast<double>(count % scale) / static_cast<double>(scale);
   }
   return static_cast<double>(count) * static_cast<double>(numerator) * 1000 /
@@ -139,7 +142,8 @@ double toMilliseconds(long long count, long long numerator, long long denominato
 double floorMilliseconds(long long count, long long numerator, long long denominator) {
   const long long scale = unitsPerMillisecond(numerator, denominator);
   if (scale == 0) return std::floor(toMilliseconds(count, numerator, denominator));
-  return static_cast<double>(count / scale - (count % scale < 0));
+  const long long whole = count / scale - (count % scale < 0);
+  return static_cast<double>(whole);
 }
 
 double readDate(Handle value) {

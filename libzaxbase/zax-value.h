@@ -32,6 +32,15 @@ namespace zax {
 template <typename T, typename = void>
 struct Value {};
 
+/// `void` where all the types exist. Of std::void_t clang 14 thinks that it is the same whatever
+/// its types are, so that two specialisations by it would be one.
+template <typename...>
+struct ExistHelper {
+  using type = void;
+};
+template <typename... T>
+using Exist = typename ExistHelper<T...>::type;
+
 template <typename T, typename = void>
 inline constexpr bool isReadable = false;
 template <typename T>
@@ -113,6 +122,8 @@ struct Value<bool> {
   static std::string declaration() { return "boolean"; }
 };
 
+/// Throws a BadArgument, whose making need not stand in every conversion.
+[[noreturn]] void refuse(Handle got, const char* expected);
 [[noreturn]] void refuseInteger(Handle got, double min, double max);
 [[noreturn]] void refuseInteger64(Handle got, bool isSigned);
 [[noreturn]] void refuseOverflow(const std::string& number, const char* instead);
@@ -199,7 +210,7 @@ struct Value<T, std::enable_if_t<std::is_same_v<T, double> || std::is_same_v<T, 
   static constexpr unsigned kinds = 1U << ZaxNumber;
   static T from(Handle value) {
     double number;
-    if (!backend->getNumber(value.get(), &number)) throw BadArgument("number", value);
+    if (!backend->getNumber(value.get(), &number)) refuse(value, "number");
     return static_cast<T>(number);
   }
   static Handle to(T value) { return Handle::number(static_cast<double>(value)); }
@@ -292,7 +303,7 @@ struct Value<const char*> {
 
 /// std::filesystem::path, whose header is not everybody's.
 template <typename T>
-struct Value<T, std::void_t<decltype(T::preferred_separator), typename T::string_type>> {
+struct Value<T, Exist<decltype(T::preferred_separator), typename T::string_type>> {
   static constexpr unsigned kinds = 1U << ZaxString;
   static T from(Handle value) { return T(value.text()); }
   static Handle to(const T& value) { return Handle::text(value.string()); }
@@ -439,7 +450,7 @@ double floorMilliseconds(long long count, long long numerator, long long denomin
 double readDate(Handle value);
 
 template <typename T>
-struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zero().count())>> {
+struct Value<T, Exist<typename T::rep, typename T::period, decltype(T::zero().count())>> {
   static constexpr unsigned kinds = 1U << ZaxNumber;
   static T from(Handle value) { return fromMilliseconds(value, value.number()); }
   static Handle to(const T& value) { return Handle::number(milliseconds(value)); }
@@ -470,8 +481,8 @@ struct Value<T, std::void_t<typename T::rep, typename T::period, decltype(T::zer
 
 /// The points of std::chrono::system_clock.
 template <typename T>
-struct Value<T, std::void_t<typename T::clock, typename T::duration,
-                            decltype(T::clock::to_time_t(typename T::clock::time_point()))>> {
+struct Value<T, Exist<typename T::clock, typename T::duration,
+                      decltype(T::clock::to_time_t(typename T::clock::time_point()))>> {
   static constexpr unsigned kinds = 1U << ZaxDate;
   using Duration = Value<typename T::duration>;
   static T from(Handle value) { return T(Duration::fromMilliseconds(value, readDate(value))); }
@@ -496,7 +507,7 @@ struct Value<F<R(Args...)>> {
     static_assert(!holds<std::decay_t<R>, std::string_view>,
                   "what a JavaScript function returns ends with the call: instead of a "
                   "std::string_view use a std::string");
-    if (!value.isFunction()) throw BadArgument("function", value);
+    if (!value.isFunction()) refuse(value, "function");
     return [function = Reference(value)](Args... args) -> R {
       function.check();
       Scope scope;

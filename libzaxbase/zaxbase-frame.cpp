@@ -1,5 +1,6 @@
-// The frame's half over V8 as one unit: what an add-on with jobs by hand compiles beside
-// zaxbase.cpp.
+// The frame as one unit: what the own target of an add-on with jobs by hand compiles.
+
+#include "zaxbase-errors.cpp"
 
 #include "zax-v8-async-job.cpp"
 #include "zax-v8-callback.cpp"

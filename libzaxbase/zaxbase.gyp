@@ -10,40 +10,24 @@
       'product_prefix': 'lib',
       'sources': [
         'zax-base.cpp',
-        'zax-bytes.cpp',
-        'zax-container.cpp',
-        'zax-conversion-error.cpp',
         'zax-debug.cpp',
-        'zax-declaration.cpp',
         'zax-errno.cpp',
         'zax-error-code.cpp',
         'zax-error-info.cpp',
         'zax-exception.cpp',
         'zax-exception-common.cpp',
         'zax-exception-errno.cpp',
-        'zax-fields.cpp',
-        'zax-function.cpp',
-        'zax-handle.cpp',
         'zax-message-buffer.cpp',
-        'zax-module.cpp',
         'zax-v8-async-job.cpp',
-        'zax-v8-backend.cpp',
         'zax-v8-base.cpp',
-        'zax-v8-bulk.cpp',
-        'zax-v8-bytes.cpp',
         'zax-v8-callback.cpp',
-        'zax-v8-environment.cpp',
         'zax-v8-error.cpp',
-        'zax-v8-reference.cpp',
         'zax-v8-utils.cpp',
-        'zax-value.cpp',
       ],
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-      # Without a procedure linkage table a call of V8 is one jump shorter, and a call of a bound
-      # function makes about forty of them. With sections an add-on carries only what it uses.
-      'cflags': ['-fvisibility=hidden', '-fno-plt', '-ffunction-sections', '-fdata-sections'],
+      # With sections an add-on carries only what it uses.
+      'cflags': ['-fvisibility=hidden', '-ffunction-sections', '-fdata-sections'],
       'link_settings': {'ldflags': ['-Wl,--gc-sections']},
-      'configurations': {'Release': {'defines': ['NDEBUG']}},
       'cflags_cc': [
         '-fexceptions',
         '-frtti',
@@ -52,7 +36,7 @@
       # What an add-on needs to use the framework.
       'direct_dependent_settings': {
         'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],
-        'cflags': ['-fvisibility=hidden', '-fno-plt'],
+        'cflags': ['-fvisibility=hidden'],
         'cflags_cc': [
           '-fexceptions',
           '-frtti',

@@ -25,7 +25,7 @@ const kinds = {
     env: {
       TSAN_OPTIONS: `ignore_noninstrumented_modules=1 halt_on_error=1`,
     },
-    folders: ['test/bridge', 'test/echo', 'test/exits'],
+    folders: ['test/bridge', 'test/echo', 'test/exits', 'test/plain'],
   },
 };
 

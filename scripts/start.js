@@ -4,4 +4,5 @@ const { build, ensureModules, run } = require('./toolchain');
 
 ensureModules();
 build('echo');
+build('demo');
 run(process.execPath, ['demo']);

@@ -23,6 +23,7 @@ if (folders[0] === '--slow') {
 }
 
 build('echo');
+build('demo');
 build('test');
 if (folders.length === 0) {
   folders.push('test', 'examples');

@@ -8,7 +8,7 @@
       'target_name': 'native_tests',
       'type': 'executable',
       'product_extension': '',
-      'sources': ['<!@(ls native/*.cpp)'],
+      'sources': ['fuzz/fuzz.cpp', '<!@(ls native/*.cpp)'],
       'libraries': ['-lgtest', '-lgtest_main'],
     },
     {

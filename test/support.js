@@ -3,6 +3,7 @@
 // What the tests share: the replies of native functions, errors as text, and child processes.
 
 const { execFile } = require('node:child_process');
+const path = require('node:path');
 
 require('zaxbase/runtime').install();
 
@@ -46,6 +47,7 @@ const bad = (message, fn, errno = 201) =>
 /** Runs a command; resolves to what it printed and its exit status, or the signal that ended it. */
 function run(command, args, options = {}) {
   const { NODE_TEST_CONTEXT, ...env } = { ...process.env, ...options.env };
+  env.PATH = `${path.dirname(process.execPath)}:${env.PATH}`;
   const limits = { timeout: 60_000, killSignal: 'SIGKILL', maxBuffer: 1 << 26 };
   return new Promise((resolve) => {
     execFile(command, args, { ...limits, ...options, env }, (error, stdout, stderr) => {

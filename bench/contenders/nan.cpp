@@ -1,20 +1,13 @@
-#include <nan.h>
-
 #include <stdexcept>
 #include <string>
 
-#include "work.h"
+#include "nan-common.h"
 
 // Nan, with its own helpers throughout.
 
 namespace {
 
-std::string toStd(const v8::Local<v8::Value>& value) {
-  const Nan::Utf8String text(value);
-  return std::string(*text, text.length());
-}
-
-v8::Local<v8::String> toV8(const std::string& text) { return Nan::New(text).ToLocalChecked(); }
+using namespace with_nan;
 
 bool takesNumberTextFunction(const Nan::FunctionCallbackInfo<v8::Value>& info) {
   if (info.Length() == 3 && info[0]->IsNumber() && info[1]->IsString() && info[2]->IsFunction()) {
@@ -43,30 +36,11 @@ NAN_METHOD(sync) {
   callback.Call(2, argv, syncResource);
 }
 
-void set(const v8::Local<v8::Object>& object, const char* key, const v8::Local<v8::Value>& value) {
-  Nan::Set(object, Nan::New(key).ToLocalChecked(), value).Check();
-}
-
-v8::Local<v8::Value> makeError(int number, const std::string& text, const char* function,
-                               int line) {
-  v8::Local<v8::Object> details = Nan::New<v8::Object>();
-  set(details, "exceptionClass", toV8("std::runtime_error"));
-  set(details, "file", toV8(__FILE__));
-  set(details, "line", Nan::New(line));
-  set(details, "function", toV8(function));
-  set(details, "callstack", Nan::New<v8::Array>());
-  const std::string message = bench::failureMessage(number, text);
-  v8::Local<v8::Object> error = Nan::Error(toV8(message)).As<v8::Object>();
-  set(error, "code", toV8(bench::failureCode));
-  set(error, "details", details);
-  return error;
-}
-
 NAN_METHOD(fail) {
   if (!takesNumberTextFunction(info)) return;
   const int number = Nan::To<int32_t>(info[0]).FromJust();
   const Nan::Callback callback(info[2].As<v8::Function>());
-  Nan::ThrowError(makeError(number, toStd(info[1]), __func__, __LINE__));
+  Nan::ThrowError(makeError(number, toStd(info[1]), {__FILE__, __func__, __LINE__}));
 }
 
 class EchoWorker : public Nan::AsyncWorker {
@@ -148,6 +122,7 @@ NAN_MODULE_INIT(init) {
   Nan::Export(target, "job", start<EchoWorker>);
   Nan::Export(target, "throwing", start<ThrowingWorker>);
   Nan::Export(target, "progress", progress);
+  exportPlain(target);
 }
 
 }  // namespace

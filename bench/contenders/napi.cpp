@@ -1,14 +1,14 @@
-#include <napi.h>
-
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "work.h"
+#include "napi-common.h"
 
 // node-addon-api with C++ exceptions.
 
 namespace {
+
+using namespace with_napi;
 
 void wantNumberTextFunction(const Napi::CallbackInfo& info) {
   if (info.Length() == 3 && info[0].IsNumber() && info[1].IsString() && info[2].IsFunction()) {
@@ -26,25 +26,11 @@ void sync(const Napi::CallbackInfo& info) {
   info[2].As<Napi::Function>().MakeCallback(env.Global(), 2, argv);
 }
 
-Napi::Error makeError(Napi::Env env, int number, const std::string& text, const char* function,
-                      int line) {
-  Napi::Object details = Napi::Object::New(env);
-  details.Set("exceptionClass", "Napi::Error");
-  details.Set("file", __FILE__);
-  details.Set("line", line);
-  details.Set("function", function);
-  details.Set("callstack", Napi::Array::New(env));
-  Napi::Error error = Napi::Error::New(env, bench::failureMessage(number, text));
-  error.Set("code", bench::failureCode);
-  error.Set("details", details);
-  return error;
-}
-
 void fail(const Napi::CallbackInfo& info) {
   wantNumberTextFunction(info);
   const int number = info[0].As<Napi::Number>().Int32Value();
   const std::string text = info[1].As<Napi::String>().Utf8Value();
-  throw makeError(info.Env(), number, text, __func__, __LINE__);
+  throw makeError(info.Env(), number, text, {__FILE__, __func__, __LINE__});
 }
 
 class EchoWorker : public Napi::AsyncWorker {
@@ -149,6 +135,7 @@ Napi::Object init(Napi::Env env, Napi::Object exports) {
   exports.Set("throwing", Napi::Function::New<start<ThrowingWorker>>(env));
   exports.Set("progress", Napi::Function::New<startFeed<ProgressWorker>>(env));
   exports.Set("threadSafeProgress", Napi::Function::New<startFeed<ThreadSafeWorker>>(env));
+  exportPlain(env, exports);
   return exports;
 }
 

@@ -1,4 +1,3 @@
-#include <node.h>
 #include <uv.h>
 
 #include <mutex>
@@ -7,45 +6,14 @@
 #include <utility>
 #include <vector>
 
-#include "work.h"
+#include "raw-common.h"
 
 // Written by hand against V8 and libuv: the practical limit. Every check and every conversion that
 // the others make is here too.
 
 namespace {
 
-using Info = v8::FunctionCallbackInfo<v8::Value>;
-
-/// As long in UTF-8 as in characters means ASCII, which need not be encoded.
-std::string toStd(v8::Isolate* isolate, v8::Local<v8::String> value) {
-#if V8_MAJOR_VERSION >= 13
-  std::string text(value->Utf8LengthV2(isolate), '\0');
-  if (text.size() == static_cast<std::size_t>(value->Length())) {
-    value->WriteOneByteV2(isolate, 0, value->Length(), reinterpret_cast<uint8_t*>(text.data()));
-  } else {
-    value->WriteUtf8V2(isolate, text.data(), text.size());
-  }
-#else
-  std::string text(value->Utf8Length(isolate), '\0');
-  const int options = v8::String::NO_NULL_TERMINATION;
-  if (text.size() == static_cast<std::size_t>(value->Length())) {
-    value->WriteOneByte(isolate, reinterpret_cast<uint8_t*>(text.data()), 0, -1, options);
-  } else {
-    value->WriteUtf8(isolate, text.data(), -1, nullptr, options);
-  }
-#endif
-  return text;
-}
-
-v8::Local<v8::String> toV8(v8::Isolate* isolate, const std::string& text) {
-  return v8::String::NewFromUtf8(isolate, text.data(), v8::NewStringType::kNormal,
-                                 static_cast<int>(text.size()))
-      .ToLocalChecked();
-}
-
-void throwTypeError(v8::Isolate* isolate, const char* message) {
-  isolate->ThrowException(v8::Exception::TypeError(toV8(isolate, message)));
-}
+using namespace raw;
 
 void call(v8::Isolate* isolate, v8::Local<v8::Function> function, int argc,
           v8::Local<v8::Value>* argv) {
@@ -56,10 +24,6 @@ void call(v8::Isolate* isolate, v8::Local<v8::Function> function, int argc,
 void reply(v8::Isolate* isolate, v8::Local<v8::Function> function, const std::string& text) {
   v8::Local<v8::Value> argv[] = {v8::Integer::New(isolate, 0), toV8(isolate, text)};
   call(isolate, function, 2, argv);
-}
-
-int toInt(const Info& info, int index) {
-  return info[index]->Int32Value(info.GetIsolate()->GetCurrentContext()).FromJust();
 }
 
 bool takesNumberTextFunction(const Info& info) {
@@ -78,33 +42,11 @@ void sync(const Info& info) {
   reply(isolate, info[2].As<v8::Function>(), text);
 }
 
-template <int N>
-void set(v8::Isolate* isolate, v8::Local<v8::Object> object, const char (&key)[N],
-         v8::Local<v8::Value> value) {
-  const auto name = v8::String::NewFromUtf8Literal(isolate, key, v8::NewStringType::kInternalized);
-  object->Set(isolate->GetCurrentContext(), name, value).Check();
-}
-
-v8::Local<v8::Value> makeError(v8::Isolate* isolate, int number, const std::string& text,
-                               const char* function, int line) {
-  const v8::Local<v8::Object> details = v8::Object::New(isolate);
-  set(isolate, details, "exceptionClass", toV8(isolate, "std::runtime_error"));
-  set(isolate, details, "file", toV8(isolate, __FILE__));
-  set(isolate, details, "line", v8::Integer::New(isolate, line));
-  set(isolate, details, "function", toV8(isolate, function));
-  set(isolate, details, "callstack", v8::Array::New(isolate));
-  const auto message = toV8(isolate, bench::failureMessage(number, text));
-  const auto error = v8::Exception::Error(message).As<v8::Object>();
-  set(isolate, error, "code", toV8(isolate, bench::failureCode));
-  set(isolate, error, "details", details);
-  return error;
-}
-
 void fail(const Info& info) {
   if (!takesNumberTextFunction(info)) return;
   v8::Isolate* isolate = info.GetIsolate();
   const std::string text = toStd(isolate, info[1].As<v8::String>());
-  isolate->ThrowException(makeError(isolate, toInt(info, 0), text, __func__, __LINE__));
+  isolate->ThrowException(makeError(isolate, toInt(info, 0), text, {__FILE__, __func__, __LINE__}));
 }
 
 /// What a job takes from its start to its reply.
@@ -230,6 +172,7 @@ void init(v8::Local<v8::Object> exports) {
   NODE_SET_METHOD(exports, "job", start<echo, afterEcho>);
   NODE_SET_METHOD(exports, "throwing", start<throwAndCatch, afterThrow>);
   NODE_SET_METHOD(exports, "progress", progress);
+  exportPlain(exports);
 }
 
 }  // namespace

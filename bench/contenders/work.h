@@ -16,6 +16,13 @@ inline std::string failureMessage(int number, const std::string& text) {
 
 inline std::string workMessage(const std::string& text) { return "cannot work on " + text; }
 
+/// Where an error was raised.
+struct Place {
+  const char* file;
+  const char* function;
+  int line;
+};
+
 /// What a job posts: the numbers from 0 on, as fast as it can; or, with a pause of so many
 /// microseconds before each, the time in nanoseconds on the clock that process.hrtime reads.
 struct Feed {

@@ -7,6 +7,13 @@
 //   throwing(text, cb)           a job whose work throws, then cb(error)
 //   progress(count, pause, cb)   a job that posts the numbers below count as texts, or with a pause
 //                                of so many microseconds the time; cb(0, text) each, cb() at the end
+// and functions that return, in zax on the plain road:
+//   add(a, b), upper(text)
+//   sumOf(numbers), sumOfPoints(points)  of an array of numbers, or of objects {x, y, name}
+//   numbers(n), points(n)        such arrays
+//   rows(n)                      an array of objects with a member of every other kind
+//   invert(buffer)               a new Buffer with the complement of each byte
+//   refuse(number, text)         throws as fail does
 
 const assert = require('node:assert/strict');
 const path = require('node:path');
@@ -20,6 +27,7 @@ function load() {
   require('../../libzaxbase/runtime').install();
   const addon = (name) => require(path.join(__dirname, '../build/Release', `${name}.node`));
   const contenders = Object.fromEntries(names.map((name) => [name, addon(name)]));
+  contenders.zax = { ...contenders.zax, ...addon('plain_zax') };
   const { napi } = contenders;
   contenders[secondNapi] = { ...napi, progress: napi.threadSafeProgress };
   return contenders;
@@ -30,9 +38,60 @@ function checkError(error) {
   assert(error instanceof Error);
   assert.equal(error.code, 'BENCH-FAILED');
   assert.equal(error.message, 'cannot take number 7 with text x');
-  assert.match(`${exceptionClass} ${file}:${line} ${raisedIn}`, /^\S+::\S+ \S+\.cpp:\d+ fail$/);
+  const place = `${exceptionClass} ${file}:${line} ${raisedIn}`;
+  assert.match(place, /^\S+::\S+ \S+\.cpp:\d+ (fail|refuse)$/);
   assert.deepEqual([callstack, others], [[], {}]);
   return true;
+}
+
+/** For comparison: what JavaScript itself makes. */
+const literal = { points };
+
+/** What the functions that return give, and what they must refuse. */
+const results = [
+  ['add', [0.5, 2], 2.5],
+  ['upper', ['Grüße, "x"\0y'], 'GRüßE, "X"\0Y'],
+  ['sumOf', [[1, 2.5, -0.25]], 3.25],
+  ['sumOfPoints', [[{ y: 1, name: 'four', x: 0.5, z: null }]], 5.5],
+  ['numbers', [3], [0, 0.75, 1.5]],
+  ['points', [2], points(2)],
+  ['invert', [Buffer.alloc(0)], Buffer.alloc(0)],
+  ['invert', [Buffer.from([0, 255, 7])], Buffer.from([255, 0, 248])],
+  ['invert', [Buffer.alloc(2048)], Buffer.alloc(2048, 255)],
+  ['rows', [100], rows(100)],
+];
+const refusals = {
+  add: [[1], [1, 2, 3], ['1', 2], [1, undefined]],
+  upper: [[], ['a', 'b'], [1]],
+  sumOf: [[], [1], [[1, '2']], [[...Array(100).keys(), null]]],
+  sumOfPoints: [[{}], [[null]], [[{ x: 1, y: 2 }]], [[{ x: 1, y: '2', name: '' }]]],
+  invert: [[], ['text'], [{}]],
+  refuse: [[1], [1, 'x', 2], ['1', 'x'], [1, 2]],
+};
+
+function points(count) {
+  return Array.from({ length: count }, (_, i) => ({
+    x: i * 0.5,
+    y: i * -0.25,
+    name: `point ${i}`,
+  }));
+}
+
+function rows(count) {
+  return Array.from({ length: count }, (_, id) => {
+    const bytes = Buffer.alloc(16, id);
+    return { id, value: id * 0.75, text: `row ${id}`, nothing: null, bytes };
+  });
+}
+
+function checkReturning(contender) {
+  for (const [name, args, expected] of results) {
+    assert.deepEqual(contender[name](...args), expected, name);
+  }
+  for (const [name, calls] of Object.entries(refusals)) {
+    for (const args of calls) assert.throws(() => contender[name](...args), Error, name);
+  }
+  assert.throws(() => contender.refuse(7, 'x'), checkError);
 }
 
 async function checkOne({ sync, fail, job, throwing, progress }) {
@@ -66,10 +125,14 @@ async function checkOne({ sync, fail, job, throwing, progress }) {
 /** Makes sure that all contenders do the same work. */
 async function check(contenders) {
   for (const [name, contender] of Object.entries(contenders)) {
-    await checkOne(contender).catch((cause) => {
+    const checks = async () => {
+      checkReturning(contender);
+      await checkOne(contender);
+    };
+    await checks().catch((cause) => {
       throw new Error(`${name} does not do the work`, { cause });
     });
   }
 }
 
-module.exports = { names, secondNapi, load, check };
+module.exports = { names, secondNapi, load, check, literal };

@@ -6,8 +6,13 @@ const { names } = require('./contenders');
 
 const digits = (value) => (value >= 100 ? value.toFixed(0) : value.toPrecision(3));
 
-const cell = ({ median, min, max }) =>
-  min === max ? digits(median) : `${digits(median)} (${digits(min)}–${digits(max)})`;
+const none = '–';
+
+function cell(figure) {
+  if (!figure) return none;
+  const { median, min, max } = figure;
+  return min === max ? digits(median) : `${digits(median)} (${digits(min)}–${digits(max)})`;
+}
 
 /** How many times what `to` takes the framework takes. */
 function ratio({ figures }, to) {
@@ -29,8 +34,7 @@ function table(rows) {
     `${row.scenario} ${row.what}`,
     row.unit,
     ...names.map((name) => cell(row.figures[name])),
-    ratio(row, 'raw').toFixed(2),
-    ratio(row, 'peer').toFixed(2),
+    ...['raw', 'peer'].map((to) => (row.figures.raw ? ratio(row, to).toFixed(2) : none)),
     row.goals.map((goal) => verdict(row, goal)).join('; '),
   ]);
   const widths = header.map((_, i) =>

@@ -9,7 +9,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const { names, secondNapi } = require('./contenders');
+const { names, secondNapi, literal } = require('./contenders');
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
@@ -17,6 +17,7 @@ const onNewest = Number(process.versions.node.split('.')[0]) >= 26;
 const buildFolder = path.join(__dirname, '../build');
 const mebibyte = 1024 * 1024;
 const eightBytes = '12345678';
+const nanoseconds = { ns: 1, µs: 1000, ms: 1000000 };
 
 /**
  * The speed of a shared machine, and how long a sleeping thread takes to wake, change from second to
@@ -45,11 +46,6 @@ async function s1({ contenders, rounds }) {
     rows.push(row(what, 'ns', wall, ...goals));
   }
   return rows;
-}
-
-async function s2({ contenders, rounds }) {
-  const { wall } = await sample(contenders, rounds, 'fail', { text: eightBytes, count: 1000 });
-  return [row('failing call', 'ns', wall, goal('raw', 2.0), goal('napi', 1.4))];
 }
 
 async function s3({ contenders, rounds, scale }) {
@@ -108,32 +104,165 @@ async function s5({ contenders, rounds }) {
   ];
 }
 
-/** Compiles a contender's minimal add-on as the build did, and tells how long it took. */
-function compile(name) {
-  const objects = path.join(buildFolder, 'Release/.deps/Release/obj.target');
-  const record = path.join(objects, `minimal_${name}/minimal/${name}.o.d`);
-  const [, command] = /:= (.*)/.exec(fs.readFileSync(record, 'utf8'));
-  const quiet = command.replace(/-MMD -MF \S+/, '').replace(/-o \S+/, '-o /dev/null');
-  const begin = performance.now();
-  execFileSync('sh', ['-c', quiet], { cwd: buildFolder });
-  return { seconds: (performance.now() - begin) / 1000 };
+/** Compiles the only source of a minimal add-on as the build did, and tells the processor's time. */
+function compile(target) {
+  const folder = `Release/.deps/Release/obj.target/minimal_${target}/minimal`;
+  const [file] = fs.readdirSync(path.join(buildFolder, folder));
+  const record = fs.readFileSync(path.join(buildFolder, folder, file), 'utf8');
+  const quiet = /:= (.*)/.exec(record)[1].replace(/-MMD -MF \S+|-o \S+/g, '');
+  const script = `${quiet} -o /dev/null && times`;
+  const times = execFileSync('sh', ['-c', script], { cwd: buildFolder, encoding: 'utf8' });
+  const ofChildren = times
+    .trim()
+    .split('\n')[1]
+    .match(/[\d.]+(?=s)/g);
+  return { seconds: Number(ofChildren[0]) + Number(ofChildren[1]) };
 }
 
-function strippedSize(name) {
+function strippedSize(target) {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'bench-'));
   const stripped = path.join(folder, 'stripped');
-  execFileSync('strip', ['-o', stripped, path.join(buildFolder, `Release/minimal_${name}.node`)]);
+  execFileSync('strip', ['-o', stripped, path.join(buildFolder, `Release/minimal_${target}.node`)]);
   const size = fs.statSync(stripped).size / 1024;
   fs.rmSync(folder, { recursive: true });
   return { size };
 }
 
+/** What an add-on takes to compile, and how large it is; on the plain road each function besides. */
 async function s6({ rounds, quick }) {
-  const { size } = await interleave(names, 1, strippedSize);
-  const rows = [row('minimal add-on: stripped', 'KiB', size, goal('napi', 3))];
-  if (quick) return rows;
-  const { seconds } = await interleave(names, rounds, compile);
-  return [row('minimal add-on: compilation', 's', seconds, goal('nan', 2)), ...rows];
+  const roads = [
+    ['minimal add-on', '', goal('nan', 2)],
+    ['plain road', 'plain_', goal('napi', 0.8)],
+  ];
+  const rows = [];
+  for (const [what, prefix, compilationGoal] of roads) {
+    const measure = (often, take) => interleave(names, often, (name) => take(prefix + name));
+    const { size } = await measure(1, strippedSize);
+    rows.push(row(`${what}: stripped`, 'KiB', size, goal('napi', 3)));
+    if (quick) continue;
+    const { seconds } = await measure(rounds, compile);
+    rows.push(row(`${what}: compilation`, 's', seconds, compilationGoal));
+  }
+  const further = async (what, unit, often, take, scale, limit) => {
+    const [one, eleven] = ['plain_zax', 'plain_ten_more'];
+    const figures = Object.values(await interleave([one, eleven], often, take))[0];
+    const median = ((figures[eleven].median - figures[one].median) / 10) * scale;
+    const zax = { median, min: median, max: median };
+    rows.push(row(`plain road, each further function: ${what}`, unit, { zax }, { limit }));
+  };
+  await further('stripped', 'KiB', 1, strippedSize, 1, 1.5);
+  if (!quick) await further('compilation', 'ms', rounds, compile, 1000, 50);
+  return rows;
 }
 
-module.exports = { S1: s1, S2: s2, S3: s3, S4: s4, S5: s5, S6: s6 };
+/**
+ * A row of what begins and ends in one thread: the processor's time is its time, but for what others
+ * take on a shared machine. `options` are those of tasks.repeat.
+ */
+async function repeated({ contenders, rounds }, what, unit, options, ...goals) {
+  const { cpu } = await sample(contenders, rounds, 'repeat', options);
+  return row(what, unit, inUnits(cpu, nanoseconds[unit]), ...goals);
+}
+
+/** The same where much of the time is the garbage collector's: each in a process of its own. */
+async function repeatedApart({ rounds }, what, unit, options, ...goals) {
+  const { cpu } = await interleave(names, rounds, (name) =>
+    inChild({ names: [name], task: 'repeat', options }),
+  );
+  return row(what, unit, inUnits(cpu, nanoseconds[unit]), ...goals);
+}
+
+async function s2(bench) {
+  const options = (call) => {
+    const statement = `try { ${call} } catch (error) { if (error.code === 'BENCH-FAILED') sum++; }`;
+    return { statement, input: `'${eightBytes}'`, sum: 1, count: 1000 };
+  };
+  const frame = options('fail(i, input, () => {});');
+  const plain = options('refuse(i, input);');
+  return [
+    await repeated(bench, 'failing call', 'ns', frame, goal('raw', 2.0), goal('napi', 1.4)),
+    await repeated(bench, 'plain road', 'ns', plain, goal('raw', 1.8), goal('napi', 1.0)),
+  ];
+}
+
+async function s7(bench) {
+  const options = { statement: 'sum += add(0, 0.5)', sum: 0.5, count: 100000 };
+  return [await repeated(bench, 'add', 'ns', options, goal('raw', 1.5), goal('napi', 0.85))];
+}
+
+async function s8(bench) {
+  const rows = [];
+  for (const [what, times] of Object.entries({ '8 bytes': 1, '1 KiB': 128 })) {
+    const input = `'${'upper it'.repeat(times)}'`;
+    const options = {
+      statement: 'sum += upper(input).length',
+      input,
+      sum: 8 * times,
+      count: 20000,
+    };
+    rows.push(await repeated(bench, what, 'ns', options, goal('raw', 1.5), goal('peer', 0.8)));
+  }
+  return rows;
+}
+
+async function s9(bench) {
+  const input = 'Array.from({ length: 10000 }, (_, i) => i * 0.75)';
+  const into = { statement: 'sum += sumOf(input)', input, sum: 5000 * 9999 * 0.75, count: 20 };
+  const out = { statement: 'sum += numbers(10000).length', sum: 10000, count: 20 };
+  return [
+    await repeated(bench, '10,000 doubles in', 'µs', into, goal('peer', 0.15)),
+    await repeated(bench, '10,000 doubles out', 'µs', out, goal('peer', 0.15)),
+  ];
+}
+
+async function s10({ contenders, rounds }) {
+  const bench = { contenders, rounds };
+  const sum = literal
+    .points(1000)
+    .reduce((total, { x, y, name }) => total + x + y + name.length, 0);
+  const input =
+    "Array.from(Array(1000), (_, i) => ({ x: i * 0.5, y: i * -0.25, name: 'point ' + i }))";
+  const into = { statement: 'sum += sumOfPoints(input)', input, sum, count: 20 };
+  const out = { statement: 'sum += points(1000).length', sum: 1000, count: 20 };
+  const statement = 'for (const { x, y, name } of input) sum += x + y + name.length';
+  const read = { statement, input: 'points(1000)', sum, count: 200 };
+  const { cpu } = await interleave([...names, 'literal'], shortRounds(rounds), (name) =>
+    tasks.repeat({ ...contenders, literal }[name], read),
+  );
+  return [
+    await repeated(bench, '1,000 structs in', 'µs', into, goal('peer', 0.3)),
+    await repeated(bench, '1,000 structs out', 'µs', out, goal('peer', 0.3)),
+    row('1,000 structs: reading', 'µs', inUnits(cpu, nanoseconds.µs), goal('literal', 1.05)),
+  ];
+}
+
+async function s11(bench) {
+  const options = (size, count) => {
+    const input = `Buffer.alloc(${size}, 7)`;
+    return { statement: 'sum += invert(input).length', input, sum: size, count };
+  };
+  return [
+    await repeated(bench, '64 bytes', 'ns', options(64, 5000), goal('peer', 0.6)),
+    await repeatedApart(bench, '1 MiB', 'µs', options(mebibyte, 1000), goal('peer', 1.0)),
+  ];
+}
+
+async function s15(bench) {
+  const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 20 };
+  return [await repeatedApart(bench, '20,000 rows out', 'ms', out, goal('peer', 0.35))];
+}
+
+module.exports = {
+  S1: s1,
+  S2: s2,
+  S3: s3,
+  S4: s4,
+  S5: s5,
+  S6: s6,
+  S7: s7,
+  S8: s8,
+  S9: s9,
+  S10: s10,
+  S11: s11,
+  S15: s15,
+};

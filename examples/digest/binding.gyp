@@ -2,8 +2,8 @@
   'targets': [
     {
       'target_name': 'digest',
-      'sources': ['src/digest.cpp'],
-      'dependencies': ['<!(node -p "require(\'zaxbase\').targets")'],
+      'sources': ['src/digest.cpp', '<!(node -p "require(\'zaxbase\').frameSource")'],
+      'cflags_cc': ['<!@(node -p "require(\'zaxbase\').flags.join(\' \')")'],
     },
   ],
 }

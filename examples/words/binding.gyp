@@ -2,8 +2,8 @@
   'targets': [
     {
       'target_name': 'words',
-      'sources': ['src/words.cpp'],
-      'dependencies': ['<!(node -p "require(\'zaxbase\').targets")'],
+      'sources': ['src/words.cpp', '<!(node -p "require(\'zaxbase\').source")'],
+      'cflags_cc': ['<!@(node -p "require(\'zaxbase\').flags.join(\' \')")'],
     },
   ],
 }

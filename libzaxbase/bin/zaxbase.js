@@ -2,6 +2,7 @@
 'use strict';
 
 // zaxbase new NAME: makes an add-on from the template, in a folder of that name.
+// zaxbase types FILE.node: prints the TypeScript declarations of an add-on on ZAX_MODULE.
 
 const fs = require('node:fs');
 const { isBuiltin } = require('node:module');
@@ -28,7 +29,9 @@ function isFree(folder) {
   return !found || (found.isDirectory() && fs.readdirSync(folder).length === 0);
 }
 
+/** Makes an add-on. */
 function create(name) {
+  checkName(name);
   const baseName = path.basename(name);
   if (!isFree(baseName)) fail(`The folder ${baseName} exists and is not empty`);
   for (const entry of fs.readdirSync(template, { recursive: true, withFileTypes: true })) {
@@ -50,7 +53,29 @@ function create(name) {
   npm test`);
 }
 
-const [command, name, ...rest] = process.argv.slice(2);
-if (command !== 'new' || name === undefined || rest.length > 0) fail('Usage: zaxbase new NAME');
-checkName(name);
-create(name);
+/** Prints the declarations that the add-on itself knows. */
+function types(file) {
+  const binary = path.resolve(file);
+  if (!fs.existsSync(binary)) fail(`There is no ${binary}: build the add-on first`);
+  const declarations = exportsOf(binary)?.[Symbol.for('zaxbase.declarations')];
+  if (!declarations) fail(`${binary} has no declarations: it does not register with ZAX_MODULE`);
+  process.stdout.write(declarations());
+}
+
+function exportsOf(binary) {
+  const module = { exports: {} };
+  try {
+    process.dlopen(module, binary);
+  } catch (error) {
+    fail(`${binary} cannot be loaded: ${error.message}`);
+  }
+  return module.exports;
+}
+
+const commands = { new: create, types };
+
+const [command, argument, ...rest] = process.argv.slice(2);
+if (!Object.hasOwn(commands, command ?? '') || argument === undefined || rest.length > 0) {
+  fail('Usage: zaxbase new NAME, or: zaxbase types FILE.node');
+}
+commands[command](argument);

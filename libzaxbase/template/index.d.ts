@@ -1,8 +1,13 @@
+export interface Point {
+  x: number;
+  y: number;
+}
+
 /** The smallest factor of a number, without 1. */
 export function smallestFactor(number: number): number;
 
-/** The number of primes up to a limit; `onProgress` is told "10%", "20%" and so on. */
-export function countPrimes(
-  limit: number,
-  onProgress?: (progress: string) => void,
-): Promise<number>;
+/** The point in the middle of others. */
+export function centroid(points: Point[]): Point;
+
+/** What is thrown where native code fails. */
+export type { ZaxBindingError } from 'zaxbase/runtime';

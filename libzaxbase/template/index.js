@@ -1,22 +1,3 @@
 'use strict';
 
-const runtime = require('zaxbase/runtime');
-
-runtime.install();
-const addon = require('./build/Release/ADDON_NAME.node');
-
-/** The smallest factor of a number, without 1. */
-function smallestFactor(number) {
-  let factor;
-  addon.smallestFactor(number, (_, value) => {
-    factor = value;
-  });
-  return factor;
-}
-
-/** A promise for the number of primes up to a limit. Progress is a text, the reply a number. */
-const countPrimes = runtime.promisify(addon.countPrimes, {
-  settles: (value) => typeof value === 'number',
-});
-
-module.exports = { smallestFactor, countPrimes };
+module.exports = require('zaxbase/runtime').load(__dirname);

@@ -1,8 +1,6 @@
 #ifndef BRIDGE_H
 #define BRIDGE_H
 
-#include <cstdint>
-#include <map>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -15,7 +13,6 @@
 namespace bridge {
 
 using zax::Callback;
-using Counts = std::map<std::string, unsigned long>;
 using Exports = v8::Local<v8::Object>;
 
 /// Any JavaScript value, as it is.
@@ -23,39 +20,36 @@ struct Any {
   v8::Local<v8::Value> value;
 };
 
-inline v8::Local<v8::Value> toJs(bool value) { return Nan::New(value); }
-inline v8::Local<v8::Value> toJs(int value) { return Nan::New(value); }
-inline v8::Local<v8::Value> toJs(unsigned int value) { return Nan::New(value); }
-inline v8::Local<v8::Value> toJs(boolean_t value) { return Nan::New<v8::Uint32>(value); }
-inline v8::Local<v8::Value> toJs(long value) { return Nan::New(static_cast<double>(value)); }
-inline v8::Local<v8::Value> toJs(const std::string& value) {
-  return Nan::New(value).ToLocalChecked();
-}
+template <typename First, typename Second>
+v8::Local<v8::Value> toJs(const std::pair<First, Second>& pair);
 
-/// What the function returns.
-inline v8::Local<v8::Value> toJs(const Callback& value) {
-  return value.invoke(0, nullptr).FromMaybe(v8::Local<v8::Value>());
+/// Of a callback what it returns, of a container its elements in their order; those of a map are
+/// pairs.
+template <typename T>
+v8::Local<v8::Value> toJs(const T& value) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return Nan::New(value);
+  } else if constexpr (std::is_convertible_v<T, double>) {
+    return Nan::New<v8::Number>(static_cast<double>(value));
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return Nan::New(value).ToLocalChecked();
+  } else if constexpr (std::is_same_v<T, Callback>) {
+    return value.invoke(0, nullptr).FromMaybe(v8::Local<v8::Value>());
+  } else {
+    const v8::Local<v8::Array> array = Nan::New<v8::Array>();
+    for (const auto& element : value) Nan::Set(array, array->Length(), toJs(element));
+    return array;
+  }
 }
 
 template <typename First, typename Second>
-v8::Local<v8::Value> toJs(const std::pair<First, Second>& value) {
-  const v8::Local<v8::Array> array = Nan::New<v8::Array>();
-  Nan::Set(array, 0, toJs(value.first));
-  Nan::Set(array, 1, toJs(value.second));
-  return array;
+v8::Local<v8::Value> toJs(const std::pair<First, Second>& pair) {
+  v8::Local<v8::Value> both[] = {toJs(pair.first), toJs(pair.second)};
+  return v8::Array::New(v8::Isolate::GetCurrent(), both, 2);
 }
 
-/// The elements in their order; those of a map are pairs.
-template <typename Container>
-v8::Local<v8::Value> toJs(const Container& container) {
-  const v8::Local<v8::Array> array = Nan::New<v8::Array>();
-  std::uint32_t index = 0;
-  for (const auto& element : container) Nan::Set(array, index++, toJs(element));
-  return array;
-}
-
-inline v8::Local<v8::Object> group(Exports exports, const char* name) {
-  const v8::Local<v8::Object> object = Nan::New<v8::Object>();
+inline Exports group(Exports exports, const char* name) {
+  const Exports object = Nan::New<v8::Object>();
   Nan::Set(exports, Nan::New(name).ToLocalChecked(), object);
   return object;
 }
@@ -70,8 +64,7 @@ void bind(Exports exports, const char* name) {
 /// Throws what `how` names; returns for the empty text. Any thread.
 void raise(const std::string& how);
 
-void registerParsing(Exports exports);
-void registerBuilding(Exports exports);
+void registerValues(Exports exports);
 void registerCalls(Exports exports);
 void registerJobs(Exports exports);
 void registerErrors(Exports exports);
@@ -81,16 +74,6 @@ void registerErrors(Exports exports);
 template <>
 struct zax::ArgumentConverter<bridge::Any> {
   static void convert(bridge::Any& out, const v8::Local<v8::Value>& value) { out.value = value; }
-};
-
-/// Numbers are given as texts: not all of them are JavaScript numbers.
-template <>
-struct zax::ArgumentConverter<bridge::Counts> {
-  static void convert(bridge::Counts& out, const v8::Local<v8::Value>& value) {
-    StringMap texts;
-    parseStringStringMap(texts, value);
-    for (const auto& [key, text] : texts) out[key] = std::stoul(text);
-  }
 };
 
 #endif

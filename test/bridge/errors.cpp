@@ -9,9 +9,9 @@ void raise(const std::string& how) {
   if (how == "zax") {
     throw zax::Exception("RAISED", __("raised on %(what)s", "what", "purpose"), ZAX_DEBUG_INFO);
   }
-  // A message without a format, with a null value and a key given twice.
   if (how == "odd") {
-    throw zax::Exception(__(none, "null", none, "same", 1, "same", 2), ZAX_DEBUG_INFO);
+    throw zax::Exception(__("[%(null)s%(same)s%(none)s]", "null", none, "same", 1, "same", 2),
+                         ZAX_DEBUG_INFO);
   }
   if (how == "std") throw std::runtime_error("disk full");
   if (how == "long") throw std::runtime_error(std::string(5000, 'x'));
@@ -35,10 +35,7 @@ void throwRecord(int syscode, const std::string& sysdesc, const std::string& sys
   zax::ZAXError(record(syscode, sysdesc, sysmsg)).throwException();
 }
 
-void sendRecord(int syscode, const std::string& sysdesc, const std::string& sysmsg,
-                Callback callback) {
-  zax::ZAXError(record(syscode, sysdesc, sysmsg)).sendReply(callback);
-}
+void sendRecord(Callback callback) { zax::ZAXError(record(2, "desc", "")).sendReply(callback); }
 
 void throwNothing() { zax::ZAXError(zax::ErrorInfo()).throwException(); }
 

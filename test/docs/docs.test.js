@@ -3,41 +3,39 @@
 // Builds and runs every code block of the documentation: docs/README.md tells how it is marked.
 
 const assert = require('node:assert');
-const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const ts = require('typescript');
 
 const { build, filesIn, root } = require('../../scripts/toolchain');
+const { run } = require('../support');
 
 const workspace = path.join(__dirname, 'build');
+const command = path.join(root, 'libzaxbase/bin/zaxbase.js');
 const read = (file) => fs.readFileSync(path.resolve(root, file), 'utf8');
+const plain = (code) => code.replace(/\s+/g, ' ').trim();
+
+const verbs = /^(file|append|excerpt)(?=: )|^(run|run fails|output|sample output)$/;
 
 /** A page's stages, each with its files and what is to be run once they are built. */
 function stagesOf(page) {
+  const text = read(page);
   const stages = [{ files: new Map(), runs: [] }];
-  const fences = [...read(page).matchAll(/(?:^<!-- ([^\n]+) -->\n)?^```(\w*)\n(.*?)^```$/gms)];
-  assert.strictEqual(read(page).match(/^ *```/gm)?.length ?? 0, 2 * fences.length, page);
-  for (const { 1: mark, 2: language, 3: text, index } of fences) {
-    const place = `${page}:${read(page).slice(0, index).split('\n').length}`;
-    const [, verb, name] = /^(file|append|excerpt): (\S+)$/.exec(mark) ?? [];
-    const stage = stages.at(-1);
-    if (verb === 'excerpt') {
-      const plain = (code) => code.replace(/\s+/g, ' ').trim();
-      assert(plain(read(name)).includes(plain(text)), `${place}: not in ${name}`);
-    } else if (verb === 'file') {
-      if (stage.files.has(name)) stages.push({ files: new Map(), runs: [] });
-      stages.at(-1).files.set(name, text);
-    } else if (verb === 'append') {
-      assert(stage.files.has(name), `${place}: nothing to append to`);
-      stage.files.set(name, stage.files.get(name) + text);
-    } else if (/^run( fails)?$/.test(mark) && ['js', 'sh'].includes(language)) {
-      stage.runs.push({ place, language, text, fails: mark === 'run fails' });
-    } else {
-      assert(/^(sample )?output$/.test(mark) && stage.runs.length, `${place}: mark "${mark}"`);
-      Object.assign(stage.runs.at(-1), { output: text, sample: mark !== 'output' });
-    }
+  const fences = [...text.matchAll(/(?:^<!-- ([^\n]+) -->\n)?^```(\w*)\n(.*?)^```$/gms)];
+  assert.strictEqual(text.match(/^ *```/gm)?.length ?? 0, 2 * fences.length, page);
+  for (const { 1: mark = '', 2: language, 3: code, index } of fences) {
+    const place = `${page}:${text.slice(0, index).split('\n').length}: ${mark}`;
+    const [verb] = verbs.exec(mark) ?? [];
+    const [, name] = mark.split(': ');
+    const again = verb === 'file' && stages.at(-1).files.has(name);
+    if (again) stages.push({ files: new Map(), runs: [] });
+    const { files, runs } = stages.at(-1);
+    assert(verb && (verb !== 'append' || files.has(name)), place);
+    if (verb === 'excerpt') assert(plain(read(name)).includes(plain(code)), place);
+    else if (name) files.set(name, (files.get(name) ?? '') + code);
+    else if (verb.startsWith('run'))
+      runs.push({ place, language, code, fails: verb === 'run fails' });
+    else Object.assign(runs.at(-1), { output: code, sample: verb === 'sample output' });
   }
   return stages;
 }
@@ -52,12 +50,18 @@ function writeStage({ folder }, { files }) {
   for (const [name, text] of files) write(path.join(folder, name), text);
   const sources = [...files.keys()].filter((name) => name.endsWith('.cpp'));
   if (sources.length === 0 || fs.existsSync(path.join(folder, 'binding.gyp'))) return;
-  const dependencies = [`<!(node -p "require('zaxbase').targets")`];
-  const target = { target_name: path.parse(sources[0]).name, sources, dependencies };
-  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [target] }));
+  const unit = /<zax\.h>/.test([...files.values()].join()) ? 'source' : 'frameSource';
+  const dependencies = [`../${unit}/binding.gyp:${unit}`];
+  writeTarget(folder, { target_name: path.parse(sources[0]).name, sources, dependencies });
 }
 
-/** Builds the add-ons of all pages at once, so that the framework is compiled once. */
+/** Writes the build file of a target that is compiled as `require('zaxbase')` says. */
+function writeTarget(folder, target) {
+  const cflags_cc = [`<!@(node -p "require('zaxbase').flags.join(' ')")`];
+  write(path.join(folder, 'binding.gyp'), JSON.stringify({ targets: [{ ...target, cflags_cc }] }));
+}
+
+/** Builds the add-ons of all pages at once, so that a unit of the framework is compiled once. */
 function buildPages(pages) {
   const native = pages.filter(({ folder }) => fs.existsSync(path.join(folder, 'binding.gyp')));
   const dependencies = native.map(({ name }) => `${name}/binding.gyp:*`);
@@ -73,26 +77,30 @@ function buildPages(pages) {
 }
 
 /** The commands that are run here. The others install, or are scripts that must exist. */
-function commandsOf({ text, place }, { folder }) {
+function commandsOf({ language, code, place }, { folder }) {
+  if (language === 'js') {
+    write(path.join(folder, 'main.js'), code);
+    return `exec '${process.execPath}' main.js`;
+  }
   const own = path.join(folder, 'package.json');
   const { scripts } = JSON.parse(read(fs.existsSync(own) ? own : 'package.json'));
-  return text.split('\n').filter((command) => {
-    const [, script] = /^npm (?:run )?(\S+)/.exec(command) ?? [];
-    if (script && script !== 'install') assert(scripts[script], `${place}: no script ${script}`);
+  const isRun = (command) => {
+    const [, script = 'install'] = /^npm (?:run )?(\S+)/.exec(command) ?? [];
+    assert(script === 'install' || scripts[script], `${place}: no script ${script}`);
     if (script === 'test') return fs.existsSync(own);
     return !/^(cd|mkdir|npm|npx zaxbase new)\b/.test(command);
-  });
+  };
+  return code.split('\n').filter(isRun).join('\n');
 }
 
 /** Output without what differs from run to run: line numbers, times, the page's folder. */
-function normalised(text, { folder }) {
-  return text
+const normalised = (text, { folder }) =>
+  text
     .replaceAll(folder, '/app')
     .replace(/:\d+(:\d+)?(?=\)?$)|(?<=\bline: )\d+/gm, ':N')
     .replace(/\(\d+\)(?= in )/g, '(N)')
     .replace(/^\[\d\d:\d\d:\d\d\.\d{3}\]/gm, '[TIME]')
     .trimEnd();
-}
 
 /** The expected output as a pattern. */
 function patternOf(expected) {
@@ -104,23 +112,17 @@ function patternOf(expected) {
 }
 
 /** Runs a script or commands and checks the status and what they print on both streams. */
-function check(run, page) {
-  let command = `exec '${process.execPath}' main.js`;
-  if (run.language === 'js') write(path.join(page.folder, 'main.js'), run.text);
-  else command = commandsOf(run, page).join('\n');
-  if (run.output)
-    assert.strictEqual(run.sample, !command, `${run.place}: what is not run is sampled`);
-  if (!command) return;
-  const { NODE_TEST_CONTEXT, ...env } = process.env;
-  env.PATH = `${path.dirname(process.execPath)}:${env.PATH}`;
-  const options = { cwd: page.folder, env, encoding: 'utf8', timeout: 60000 };
-  const { status, stdout, error } = spawnSync('bash', ['-ec', `exec 2>&1\n${command}`], options);
-  assert.ifError(error);
-  assert.strictEqual(status !== 0, run.fails, `${run.place}: status ${status}\n${stdout}`);
-  if (run.output === undefined) return;
-  const printed = normalised(stdout, page);
-  const expected = normalised(run.output, page);
-  if (!patternOf(expected).test(`${printed}\n`)) assert.strictEqual(printed, expected, run.place);
+async function check({ place, output, sample = !output, fails, ...block }, page) {
+  const commands = commandsOf(block, page);
+  if (output) assert.strictEqual(sample, !commands, `${place}: what is not run is sampled`);
+  if (!commands) return;
+  const npx = `npx() { shift; node '${command}' "$@"; }`;
+  const args = ['-ec', `exec 2>&1\n${npx}\n${commands}`];
+  const { status, stdout } = await run('bash', args, { cwd: page.folder });
+  assert.strictEqual(status !== 0, fails, `${place}: status ${status}\n${stdout}`);
+  if (sample) return;
+  const [printed, expected] = [stdout, output].map((text) => normalised(text, page));
+  if (!patternOf(expected).test(`${printed}\n`)) assert.strictEqual(printed, expected, place);
 }
 
 test('the code of the documentation', async (t) => {
@@ -129,10 +131,13 @@ test('the code of the documentation', async (t) => {
     return { file, name, folder: path.join(workspace, name), stages: stagesOf(file) };
   });
   const framework = path.join(workspace, 'node_modules/zaxbase');
-  fs.cpSync(path.join(root, 'libzaxbase'), framework, {
-    recursive: true,
-    preserveTimestamps: true,
-  });
+  const options = { recursive: true, preserveTimestamps: true };
+  fs.cpSync(path.join(root, 'libzaxbase'), framework, options);
+  for (const target_name of ['source', 'frameSource']) {
+    const sources = [`<!(node -p "require('zaxbase').${target_name}")`];
+    const unit = { target_name, type: 'static_library', sources };
+    writeTarget(path.join(workspace, target_name), unit);
+  }
   for (const { folder } of pages) {
     fs.rmSync(folder, { recursive: true, force: true });
     fs.mkdirSync(folder, { recursive: true });
@@ -143,24 +148,11 @@ test('the code of the documentation', async (t) => {
     for (const page of current) writeStage(page, page.stages[i]);
     buildPages(pages);
     for (const page of current) {
-      await t.test(`${page.file}, stage ${i + 1}`, () => {
-        for (const run of page.stages[i].runs) check(run, page);
+      await t.test(`${page.file}, stage ${i + 1}`, async () => {
+        for (const block of page.stages[i].runs) await check(block, page);
       });
     }
   }
-
-  await t.test('the declarations on the pages compile', () => {
-    const declarations = pages.flatMap(({ folder, stages }) =>
-      stages.flatMap(({ files }) =>
-        [...files.keys()]
-          .filter((name) => name.endsWith('.ts'))
-          .map((name) => path.join(folder, name)),
-      ),
-    );
-    assert(declarations.length > 0);
-    const program = ts.createProgram(declarations, { strict: true, noEmit: true, types: [] });
-    assert.deepStrictEqual(ts.getPreEmitDiagnostics(program), []);
-  });
 
   await t.test('the first add-on ends as the scaffold begins', () => {
     const { folder } = pages.find(({ file }) => file === 'docs/first-add-on.md');

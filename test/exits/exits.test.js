@@ -1,166 +1,161 @@
 'use strict';
 
-// How a process ends, or goes on, when something happens at a bad moment. Each case is a script that
-// runs in a process of its own with a time limit.
+// How a process ends, or goes on, when something happens at a bad moment, and what it prints. Each
+// case is a script that runs in a process of its own.
 
 const assert = require('node:assert/strict');
-const { spawn } = require('node:child_process');
 const { test } = require('node:test');
+const { run } = require('../support');
 
-const prelude = `
+const assertText = (actual, expected) =>
+  expected instanceof RegExp ? assert.match(actual, expected) : assert.equal(actual, expected);
+
+/** A case: the exit status or signal, standard output and standard error; then the script. */
+const endsWith =
+  (prelude) =>
+  (name, status, stdout = '', stderr = '') =>
+  (...script) =>
+    test(name, async () => {
+      const args = ['-e', prelude + String.raw(...script)];
+      const ended = await run(process.execPath, args, { cwd: __dirname });
+      assert.equal(ended.status, status, ended.stderr);
+      assertText(ended.stdout, stdout);
+      assertText(ended.stderr, stderr);
+    });
+
+const ends = endsWith(`
   const echo = require('echo');
   const { asyncEcho, asyncEchoWithNotifications, syncEcho } = echo;
-  const log = (...words) => console.log(...words);
+  const { Worker } = require('node:worker_threads');
+  const { log } = console;
   const spin = (ms) => { for (const end = Date.now() + ms; Date.now() < end; ); };
   const nothing = () => {};
-  const many = (count, wait, callback) => {
-    for (let i = 0; i < count; i++) asyncEchoWithNotifications(wait, 'n' + i, callback);
-  };
-`;
-
-/** Runs a script and resolves to what it printed and how it ended. */
-function run(script, env = {}) {
-  return new Promise((resolve) => {
-    const child = spawn(process.execPath, ['-e', prelude + script], {
-      cwd: __dirname,
-      env: { ...process.env, ...env },
-      timeout: 20000,
-      killSignal: 'SIGKILL',
-    });
-    const result = { stdout: '', stderr: '' };
-    for (const name of ['stdout', 'stderr']) {
-      child[name].on('data', (data) => {
-        result[name] += data;
-      });
-    }
-    child.on('close', (status, signal) => resolve({ ...result, status: signal ?? status }));
+  const fail = (message) => { throw new Error(message); };
+  const many = (fn, callback) => { for (let i = 0; i < 40; i++) fn(200, 'n' + i, callback); };
+  // The other jobs post while the drain is at work.
+  const inNotification = (act) => many(asyncEchoWithNotifications, (_, text) => {
+    if (text === 'n3-25%') { spin(200); act('x'); }
   });
+`);
+
+ends('exit with jobs queued and running', 3)`many(asyncEcho, nothing); process.exit(3);`;
+ends('exit with notifications pending', 3)`
+  many(asyncEchoWithNotifications, nothing); spin(110); process.exit(3);`;
+ends('exit in a notification', 3)`inNotification(() => process.exit(3));`;
+ends('exit in a listener for an exception of a notification', 3)`
+  process.on('uncaughtException', () => process.exit(3));
+  inNotification(fail);`;
+ends('exception in a notification', 1, '', /Error: x\n {4}at/)`inNotification(fail);`;
+ends('exit in a reply', 3)`many(asyncEcho, () => process.exit(3));`;
+const ofJob = /ZaxBindingError: simulated job failure.*\n {4}at beginJob \(echo/;
+ends('exception in an error reply', 1, '', ofJob)`
+  asyncEcho(5, 'job_failure', (error) => { throw error; });`;
+
+ends('exceptions in replies, listened to', 0, 'synchronous\nwent on\nreply\nerror\nlast\n')`
+  process.on('uncaughtException', (error) => log(error.message));
+  asyncEcho(5, 'x', () => fail('reply'));
+  asyncEcho(30, 'reply_failure', () => fail('error'));
+  syncEcho(0, 'x', () => fail('synchronous'));
+  log('went on');
+  asyncEcho(60, 'last', (_, text) => log(text));`;
+ends('exceptions in notifications, listened to', 0, 'n-0%\nn-25%\nn-50%\nn-75%\nn-100%\nn\n')`
+  process.on('uncaughtException', (error) => log(error.message));
+  asyncEchoWithNotifications(20, 'n', (_, text) => {
+    if (text !== 'n') fail(text);
+    log(text);
+    process.exit();
+  });`;
+ends('errors while another is delivered', 0, 'TEST-ERROR TEST-ERROR EUNKNOWN\n')`
+  asyncEcho(0, 'job_failure', (outer) => {
+    try { syncEcho(0, 'failure', nothing); } catch (inner) {
+      asyncEcho(0, 'reply_failure_std', (later) => log(outer.code, inner.code, later.code));
+    }
+  });`;
+ends('the script side fails while it makes an error', 0, 'RangeError\nwent on\n')`
+  globalThis.createZaxBindingError = (code) => { syncEcho('x'); };
+  try { syncEcho(0, 'failure', nothing); } catch (error) { log(error.constructor.name); }
+  log('went on');`;
+// Node loads an add-on that is not context-aware once in a process.
+ends('the module is required again', 0, 'true\nERR_DLOPEN_FAILED\nthe first still works\n')`
+  log(require('echo') === echo);
+  for (const file of Object.keys(require.cache)) delete require.cache[file];
+  try { require('echo'); } catch (error) { log(error.code); }
+  asyncEcho(0, 'the first still works', (_, text) => log(text));`;
+ends('a Worker loads the binary that the main thread has', 0, 'ERR_DLOPEN_FAILED\nmain goes on\n')`
+  const binary = Object.keys(require.cache).find((file) => file.endsWith('echo.node'));
+  const worker = new Worker('require(' + JSON.stringify(binary) + ')', { eval: true });
+  worker.on('error', (error) => log(error.code));
+  worker.on('exit', () => asyncEcho(0, 'main goes on', (_, text) => log(text)));`;
+const refused = 'echo cannot be loaded in a Worker: load it in the main thread\n';
+ends('a Worker loads the module', 0, refused)`
+  new Worker("require('echo')", { eval: true }).on('error', (error) => log(error.message));`;
+ends('without a notification nothing keeps the process alive', 0, 'x\n')`
+  asyncEcho(5, 'x', (_, text) => log(text));`;
+ends('a notification does', 0, 'alive\n')`
+  const later = () => setTimeout(() => { log('alive'); process.exit(); }, 50).unref();
+  asyncEchoWithNotifications(0, 'x', (_, text) => text === 'x' && later());`;
+
+const frames = /(\[0x[0-9a-f]{16} \+ 0x[0-9a-f]{8}\] .* \(\?\?\?\)\n)+/.source;
+const report = new RegExp(
+  `^before\nUnhanlded exception, dumping callstack:\n${frames}\\(End of callstack\\)\nAborting\\.\\.\\.\n$`,
+);
+const passedOn = (type) => new RegExp(`^terminate called after throwing an instance of '${type}`);
+ends('a value that echoNan cannot convert', 'SIGABRT', report, passedOn('zax::ErrnoGenericExc'))`
+  log('before');
+  echo.echoNan(5);`;
+
+const nativeEnds = endsWith(`
+  const { bridge, shown } = require('../support');
+  const { log } = console;
+`);
+
+nativeEnds('a call throws an int', 'SIGABRT', report, passedOn('int'))`
+  log('before'); bridge.raise('int');`;
+nativeEnds('a reply throws an int', 'SIGABRT', report, passedOn('int'))`
+  log('before'); bridge.job('', [], ['int'], '', () => {});`;
+for (const [how, printed, message] of [
+  ['text', 'Unhandled exception: boom\n', 'Unhandled exception: boom'],
+  ['null', 'Unhandled exception: ', 'Unhandled exception: nullptr'],
+  ['int', "AsyncJob::onBeginJob: Unhandled exception 'int'\n", 'Unhandled exception'],
+]) {
+  const error =
+    `EFAILED: ${message} (zax::ErrnoGenericException<(zax::Errno)202> in onBeginJob, ` +
+    'libzaxbase/zax-v8-async-job.cpp)\n';
+  nativeEnds(`a job throws ${how}`, 0, printed, error)`
+    bridge.job('', ['${how}'], ['reply'], 'MINE', (...all) => console.error(...all.map(shown)));`;
 }
 
-const listener = "process.on('uncaughtException', (error) => log('uncaught', error.message));";
+// A static Callback is destroyed after JavaScript, or with it still there.
+nativeEnds('a callback is kept', 0)`bridge.keep(() => {});`;
+nativeEnds('a callback is kept at exit', 3)`bridge.keep(() => {}); process.exit(3);`;
 
-// What the process must print, and the exit status or signal.
-const cases = {
-  'exit with jobs queued and running': {
-    script: `for (let i = 0; i < 40; i++) asyncEcho(50, 'x', nothing); process.exit(3);`,
-    status: 3,
-  },
-  'exit with notifications pending': {
-    script: `many(8, 100, nothing); spin(60); process.exit(3);`,
-    status: 3,
-  },
-  // The other jobs post while the drain is at work: they wait for it when the process ends.
-  'exit in a notification while other jobs post': {
-    script: `many(8, 200, (_, text) => { if (text === 'n3-25%') { spin(200); process.exit(3); } });`,
-    status: 3,
-  },
-  'exit in a listener for an exception of a notification': {
-    script: `process.on('uncaughtException', () => process.exit(3));
-      many(8, 200, (_, text) => { if (text === 'n3-25%') { spin(200); throw new Error('x'); } });`,
-    status: 3,
-  },
-  'exception in a notification while other jobs post': {
-    script: `many(8, 200, (_, text) => { if (text === 'n3-25%') { spin(200); throw new Error('x'); } });`,
-    status: 1,
-    stderr: /Error: x\n {4}at/,
-  },
-  'exit in a reply': {
-    script: `many(4, 100, (_, text) => { if (text === 'n1') process.exit(3); });`,
-    status: 3,
-  },
-  'exception in a reply': {
-    script: `asyncEcho(5, 'x', () => { throw new Error('boom'); });`,
-    status: 1,
-    stderr: /Error: boom\n {4}at/,
-  },
-  'exception in an error reply': {
-    script: `asyncEcho(5, 'job_failure', (error) => { throw error; });`,
-    status: 1,
-    stderr: /ZaxBindingError: simulated job failure.*\n {4}at beginJob \(echo/,
-  },
-  'exception in a synchronous reply': {
-    script: `syncEcho(5, 'x', () => { throw new Error('boom'); }); log('not reached');`,
-    status: 1,
-    stderr: /Error: boom\n {4}at/,
-  },
-  'exceptions in replies, with a listener': {
-    script: `${listener}
-      asyncEcho(5, 'x', () => { throw new Error('reply'); });
-      asyncEcho(30, 'reply_failure', () => { throw new Error('error reply'); });
-      syncEcho(0, 'x', () => { throw new Error('synchronous reply'); });
-      log('went on');
-      asyncEcho(60, 'last', (_, text) => log(text));`,
-    status: 0,
-    stdout: 'uncaught synchronous reply\nwent on\nuncaught reply\nuncaught error reply\nlast\n',
-  },
-  'an exception in each notification, with a listener': {
-    script: `${listener}
-      asyncEchoWithNotifications(20, 'n', (_, text) => {
-        if (text === 'n') { log('reply'); process.exit(); }
-        throw new Error(text);
-      });`,
-    status: 0,
-    stdout: `${['n-0%', 'n-25%', 'n-50%', 'n-75%', 'n-100%'].map((text) => `uncaught ${text}\n`).join('')}reply\n`,
-  },
-  'long jobs that occupy the pool delay the others and lose nothing': {
-    script: `const replies = [];
-      for (const text of ['a', 'b']) asyncEcho(150, text, (_, text) => replies.push(text));
-      asyncEchoWithNotifications(0, 'c', (_, text) => {
-        log(text);
-        if (text === 'c') process.exit(replies.join() === 'a,b' ? 0 : 1);
-      });`,
-    env: { UV_THREADPOOL_SIZE: '1' },
-    status: 0,
-    stdout: 'c-0%\nc-25%\nc-50%\nc-75%\nc-100%\nc\n',
-  },
-  'an error while another is delivered': {
-    script: `asyncEcho(0, 'job_failure', (outer) => {
-        try { syncEcho(0, 'failure', nothing); } catch (inner) { log(outer.code, inner.message); }
-        asyncEcho(0, 'reply_failure_std', (later) => log(later.code, later.message));
-      });`,
-    status: 0,
-    stdout:
-      'TEST-ERROR simulated failure in sync binding with zax::Exception (input argument str=failure, wait=0)\n' +
-      'EUNKNOWN simulated reply failure with std::logic_error\n',
-  },
-  'an error of an error: the script side fails while it makes one': {
-    script: `globalThis.createZaxBindingError = (code) => { syncEcho('x'); };
-      try { syncEcho(0, 'failure', nothing); } catch (error) { log(error.constructor.name); }
-      log('went on');`,
-    status: 0,
-    stdout: 'RangeError\nwent on\n',
-  },
-  // Node loads an add-on that is not context-aware once in a process.
-  'the module is required twice, and again after the cache was cleared': {
-    script: `log(require('echo') === echo);
-      for (const file of Object.keys(require.cache)) delete require.cache[file];
-      try { require('echo'); } catch (error) { log(error.code); }
-      asyncEcho(0, 'the first still works', (_, text) => log(text));`,
-    status: 0,
-    stdout: 'true\nERR_DLOPEN_FAILED\nthe first still works\n',
-  },
-  'a Worker that loads the binary itself after the main thread has it': {
-    script: `const binary = Object.keys(require.cache).find((file) => file.endsWith('echo.node'));
-      const { Worker } = require('node:worker_threads');
-      const worker = new Worker('require(' + JSON.stringify(binary) + ')', { eval: true });
-      worker.on('error', (error) => log(error.code));
-      worker.on('exit', () => asyncEcho(0, 'main goes on', (_, text) => log(text)));`,
-    status: 0,
-    stdout: 'ERR_DLOPEN_FAILED\nmain goes on\n',
-  },
-  'without a notification nothing keeps the process alive': {
-    script: `asyncEcho(5, 'x', (_, text) => log(text));`,
-    status: 0,
-    stdout: 'x\n',
-  },
-};
+const absent = (name) => `JS object ${name} is not a function\n`;
+const tooLong = `Error message exceeds buffer size: ${'x'.repeat(5000)}\n`;
+nativeEnds('a message that does not fit', 0, 'MINE Error message buffer overflow\n', tooLong)`
+  globalThis.__ = (...args) => args.join('|');
+  bridge.job('', ['long'], [], 'MINE', ({ code, message }) => log(code, message));`;
 
-for (const [name, { script, env, status, stdout = '', stderr }] of Object.entries(cases)) {
-  test(name, { concurrency: true }, async () => {
-    const result = await run(script, env);
-    assert.equal(result.status, status, result.stderr);
-    assert.equal(result.stdout, stdout);
-    if (stderr) assert.match(result.stderr, stderr);
-    else assert.equal(result.stderr, '');
-  });
+// Functions of the script side that are missing or fail: what is done to one, what a call that
+// fails does then, what each of three jobs does, and what is on standard error every time.
+const create = 'globalThis.createZaxBindingError';
+const takes = 'function (...args) { return [this === globalThis, args.length].join(); }';
+const fails = '() => { throw new Error("script"); }';
+for (const [fate, ofCall, ofEachJob, trace = ''] of [
+  [`delete ${create}`, 'returned undefined', '', absent('createZaxBindingError')],
+  [`${create} = null`, 'returned undefined', '', 'JS object createZaxBindingError not found\n'],
+  [`${create} = () => null`, 'returned undefined', ''],
+  [`${create} = () => undefined`, 'threw undefined', 'replied \n'],
+  [`${create} = ${takes}`, 'threw true,3', 'replied true,3\n'],
+  [`${create} = 5`, 'returned undefined', '', absent('createZaxBindingError')],
+  [`${create} = ${fails}`, 'threw Error: script', 'uncaught Error: script\nreplied \n'],
+  ['delete globalThis.__', 'threw ZaxBindingError', 'replied ZaxBindingError\n', absent('__')],
+  [`__ = ${fails}`, 'threw Error: script', 'uncaught Error: script\nreplied ZaxBindingError\n'],
+]) {
+  nativeEnds(fate, 0, `${ofCall}\n${ofEachJob.repeat(3)}`, trace.repeat(4))`
+    ${fate};
+    process.on('uncaughtException', (error) => log('uncaught ' + error));
+    try { log('returned ' + bridge.raise('zax')); } catch (error) { log('threw ' + error); }
+    for (const stages of [[['zax'], []], [[], ['zax']], [[], ['replyError']]]) {
+      bridge.job('', ...stages, '', (...reply) => log('replied ' + reply));
+    }`;
 }

@@ -1,4 +1,5 @@
 // Drives the error texts with arbitrary bytes and compares them with a simple model of their rules.
+// The native tests run it too, with bytes of their own.
 
 #include <cxxabi.h>
 
@@ -19,14 +20,13 @@ namespace {
 
 using Text = std::optional<std::string>;
 
+const char* pointer(const Text& text) { return text ? text->c_str() : nullptr; }
+Text textOf(const char* pointer) { return pointer ? Text(pointer) : std::nullopt; }
+
 void require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stdout, "broken rule: %s\n", what);
   std::abort();
-}
-
-bool same(const char* text, const Text& expected) {
-  return text ? expected && *expected == text : !expected;
 }
 
 /// The bytes of one run, handed out piece by piece.
@@ -41,14 +41,12 @@ class Input {
   Text text() {
     const std::uint8_t kind = byte();
     if (kind == 255) return std::nullopt;
-    const std::size_t repeat = kind > 250 ? 900 : 1;
     std::string piece;
     for (std::size_t length = kind % 24; length > 0 && !empty(); --length) {
-      const char c = static_cast<char>(byte());
-      if (c) piece += c;
+      if (const char c = static_cast<char>(byte())) piece += c;
     }
     std::string text;
-    for (std::size_t i = 0; i < repeat; ++i) text += piece;
+    for (std::size_t repeat = kind > 250 ? 900 : 1; repeat > 0; --repeat) text += piece;
     return text;
   }
 
@@ -56,8 +54,6 @@ class Input {
   const std::uint8_t* at_;
   const std::uint8_t* end_;
 };
-
-const char* pointer(const Text& text) { return text ? text->c_str() : nullptr; }
 
 /// What a message holds by the rules, with texts of any length.
 struct Model {
@@ -68,69 +64,77 @@ struct Model {
 
   Text store(const Text& text) {
     if (!text) return std::nullopt;
-    if (used + text->size() + 1 > 4096) {
-      overflow = true;
-      return std::nullopt;
-    }
-    used += text->size() + 1;
-    return text;
+    const bool fits = used + text->size() + 1 <= 4096;
+    if (fits) used += text->size() + 1;
+    if (!fits) overflow = true;
+    return fits ? text : std::nullopt;
   }
 
   void push(const Text& key, const Text& value) {
     if (args.size() == 16) {
       overflow = true;
-      return;
+    } else {
+      args.emplace_back(store(key), std::nullopt);
+      args.back().second = store(value);
     }
-    Text storedKey = store(key);
-    args.emplace_back(std::move(storedKey), store(value));
   }
 
-  /// The entry named `key`; nothing when there is none.
-  std::optional<Text> lookup(const std::string& key) const {
+  /// The same texts without the room that others took.
+  Model packed() const {
+    Model copy;
+    copy.format = copy.store(format);
+    for (const auto& [key, value] : args) copy.push(key, value);
+    return copy;
+  }
+
+  std::string lookup(const std::string& key) const {
     for (const auto& [name, value] : args) {
-      if (name && *name == key) return value;
+      if (name == key) return value.value_or("");
     }
-    return std::nullopt;
+    return "<unknown>";
   }
 
   std::string substitute() const {
     const std::string text = format.value_or("");
     std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      if (text[i] != '%') {
-        result += text[i];
-        continue;
-      }
-      const std::size_t close = text.find(')', i);
-      if (text.compare(i, 2, "%(") != 0 || close == std::string::npos || close == i + 2) break;
-      if (text.compare(close + 1, 1, "s") != 0) break;
-      const auto found = lookup(text.substr(i + 2, close - i - 2));
-      result += found ? found->value_or("") : "<unknown>";
-      i = close + 1;
+    std::size_t at = 0;
+    for (;;) {
+      const std::size_t percent = text.find('%', at);
+      result += text.substr(at, percent - at);
+      const std::size_t close = text.find(')', percent);
+      if (close == std::string::npos || close == percent + 2) return result;
+      if (text[percent + 1] != '(' || text[close + 1] != 's') return result;
+      result += lookup(text.substr(percent + 2, close - percent - 2));
+      at = close + 2;
     }
-    return result;
   }
 };
 
 void compare(const zax::MessageBuffer& buffer, const Model& model) {
-  require(same(buffer.format, model.format), "format");
-  require(buffer.count == model.args.size(), "count");
-  require(buffer.used == model.used, "used");
-  require(buffer.overflow == model.overflow, "overflow");
-  for (std::size_t i = 0; i < model.args.size(); ++i) {
-    require(same(buffer.args[i].key, model.args[i].first), "key");
-    require(same(buffer.args[i].value, model.args[i].second), "value");
-    for (const char* text : {buffer.args[i].key, buffer.args[i].value}) {
+  std::vector<std::pair<Text, Text>> args;
+  for (std::size_t i = 0; i < buffer.count; ++i) {
+    const auto& [key, value, type] = buffer.args[i];
+    for (const char* text : {key, value}) {
       require(!text || (text >= buffer.storage && text < buffer.storage + buffer.used), "pointer");
     }
+    args.emplace_back(textOf(key), textOf(value));
   }
+  require(textOf(buffer.format) == model.format, "format");
+  require(args == model.args, "arguments");
+  require(buffer.used == model.used, "used");
+  require(buffer.overflow == model.overflow, "overflow");
   require(buffer.substitute() == model.substitute(), "substitute");
 }
 
 void fuzzMessage(Input& input) {
   Model model;
+  const Text former = input.text();
+  zax::MessageBuffer buffer;
+  char* copied = nullptr;
+  buffer.copyString(copied, pointer(former));
+  require(textOf(copied) == model.store(former), "copied text");
   const Text format = input.text();
-  zax::MessageBuffer buffer = __(pointer(format));
+  buffer.setFormat(pointer(format));
   model.format = model.store(format);
   while (!input.empty()) {
     const Text key = input.text();
@@ -141,12 +145,13 @@ void fuzzMessage(Input& input) {
   compare(buffer, model);
 
   zax::MessageBuffer copy(buffer);
-  model.overflow = false;
-  compare(copy, model);
+  compare(copy, model.packed());
   copy.assign(copy);
-  compare(copy, model);
+  compare(copy, model.packed());
   copy.clear();
   compare(copy, Model());
+  require(!copy.args[0].key, "cleared");
+  require(std::string(copy.storage, 4096) == std::string(4096, '\0'), "zeroed");
 }
 
 void fuzzErrorCode(Input& input) {
@@ -157,9 +162,8 @@ void fuzzErrorCode(Input& input) {
   require(joined.c_str() == whole.substr(0, 63), "joined code");
   zax::ErrorCode single(pointer(prefix));
   require(single.c_str() == prefix.value_or("").substr(0, 63), "code");
-  const std::size_t skip = std::strlen(single.c_str()) / 2;
-  const std::string tail = single.c_str() + skip;
-  single.assign(single.c_str() + skip);
+  const std::string tail = single.c_str() + std::strlen(single.c_str()) / 2;
+  single.assign(single.c_str() + std::strlen(single.c_str()) / 2);
   require(single.c_str() == tail, "a code from its own text");
 }
 
@@ -183,16 +187,9 @@ void fuzzDemangle(Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static constexpr void (*targets[])(Input&) = {fuzzErrorCode, fuzzDemangle, fuzzMessage,
+                                                fuzzMessage};
   Input input(data, size);
-  switch (input.byte() % 4) {
-    case 0:
-      fuzzErrorCode(input);
-      break;
-    case 1:
-      fuzzDemangle(input);
-      break;
-    default:
-      fuzzMessage(input);
-  }
+  targets[input.byte() % 4](input);
   return 0;
 }

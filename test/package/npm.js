@@ -1,34 +1,23 @@
 'use strict';
 
-const { spawnSync } = require('node:child_process');
-const path = require('node:path');
+const assert = require('node:assert');
 const { nodeFolder, root } = require('../../scripts/toolchain');
+const { run } = require('../support');
 
-/** The environment of a shell of its own, whose node is this one. */
-function environment() {
-  const env = {
-    ...process.env,
-    PATH: `${path.dirname(process.execPath)}:${process.env.PATH}`,
-    ...(nodeFolder() && { npm_config_nodedir: nodeFolder() }),
-  };
-  delete env.NODE_TEST_CONTEXT; // With it, a node --test further in runs no test.
-  return env;
-}
+const env = nodeFolder() ? { npm_config_nodedir: nodeFolder() } : {};
 
-/** Runs a command and returns what it prints; a failure is thrown with it. */
-function run(cwd, command, ...args) {
-  const options = { cwd, env: environment(), encoding: 'utf8', maxBuffer: 1 << 26 };
-  const { status, stdout, stderr, error } = spawnSync(command, args, options);
-  if (error) throw error;
-  if (status !== 0) throw new Error(`${command} ${args.join(' ')}\n${stdout}${stderr}`);
+/** Runs a command, which must succeed, in a folder; resolves to what it prints. */
+async function outputOf(cwd, command, ...args) {
+  const { status, stdout, stderr } = await run(command, args, { cwd, env, timeout: 300_000 });
+  assert.strictEqual(status, 0, `${command} ${args.join(' ')}\n${stdout}${stderr}`);
   return stdout;
 }
 
-/** Packs a package; returns the package's files and the tarball's name. */
-function pack(name, ...options) {
-  const packed = JSON.parse(run(root, 'npm', 'pack', `--workspace=${name}`, '--json', ...options));
-  const { files, filename } = Object.values(packed)[0];
-  return { files: files.map((file) => file.path), filename };
+/** Packs a package; resolves to the package's files and the tarball's name. */
+async function pack(name, ...options) {
+  const args = ['pack', `--workspace=${name}`, '--json', ...options];
+  const [{ files, filename }] = Object.values(JSON.parse(await outputOf(root, 'npm', ...args)));
+  return { files: files.map((file) => file.path).sort(), filename };
 }
 
-module.exports = { pack, run };
+module.exports = { outputOf, pack };

@@ -1,76 +1,112 @@
 'use strict';
 
 // The packages as their users get them: packed, then installed, built and run in a folder outside
-// the repository whose path contains a space. Takes about a minute.
+// the repository whose path contains a space. Takes a minute or two.
 
 const assert = require('node:assert');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, before, test } = require('node:test');
-const { pack, run } = require('./npm');
+const { outputOf, pack } = require('./npm');
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zaxbase packages '));
 const tarballs = {};
 
-before(() => {
+before(async () => {
   for (const name of ['zaxbase', 'echo']) {
-    const { filename } = pack(name, `--pack-destination=${folder}`);
+    const { filename } = await pack(name, `--pack-destination=${folder}`);
     tarballs[name] = `file:${path.join(folder, filename)}`;
   }
 });
 after(() => fs.rmSync(folder, { recursive: true }));
 
-const install = (cwd) => run(cwd, 'npm', 'install', '--no-audit', '--no-fund');
+const install = (cwd, ...options) =>
+  outputOf(cwd, 'npm', 'install', '--no-audit', '--no-fund', ...options);
 
-function writeJson(file, content) {
-  fs.mkdirSync(path.dirname(file), { recursive: true });
-  fs.writeFileSync(file, JSON.stringify(content));
+function writeManifest(cwd, content) {
+  fs.mkdirSync(cwd, { recursive: true });
+  fs.writeFileSync(path.join(cwd, 'package.json'), JSON.stringify(content));
 }
 
-test('the packed echo installs, builds and runs', () => {
+test('the packed echo installs, builds and runs', async () => {
   const consumer = path.join(folder, 'consumer');
-  writeJson(path.join(consumer, 'package.json'), { private: true, dependencies: tarballs });
-  install(consumer);
+  writeManifest(consumer, { private: true, dependencies: tarballs });
+  await install(consumer);
   const script = `
     const echo = require('echo');
     const { asyncEchoWithNotifications } = require('echo/promises');
-    const seen = [];
-    const places = [];
-    const place = (error) => places.push([error.details.file, error.code]);
+    const place = (error) => console.log(error.details.file, error.code);
     try { echo.syncEcho(1) } catch (error) { place(error) }
     echo.asyncEcho(1, 'job_failure', place);
-    echo.syncEcho(1, 'x', (...reply) => seen.push(reply));
-    asyncEchoWithNotifications(1, 'x', (text) => seen.push(text)).then((reply) => {
-      seen.push(reply);
-      console.log(JSON.stringify({ seen, places }));
-      process.exit();
-    });`;
-  assert.deepStrictEqual(JSON.parse(run(consumer, process.execPath, '-e', script)), {
-    seen: [[0, 'x'], 'x-0%', 'x-25%', 'x-50%', 'x-75%', 'x-100%', 'x'],
-    places: [
-      ['libzaxbase/zax-exception-common.cpp', 'EBADARG'],
-      ['echo/zax-echo-worker.cpp', 'TEST-ERROR'],
-    ],
-  });
+    asyncEchoWithNotifications(50, 'x', () => {}).then((reply) => process.exit(console.log(reply)));`;
+  const printed = await outputOf(consumer, process.execPath, '-e', script);
+  assert.deepStrictEqual(printed.split('\n'), [
+    'libzaxbase/zax-exception-common.cpp EBADARG',
+    'echo/zax-echo-worker.cpp TEST-ERROR',
+    ...['x', ''],
+  ]);
 });
 
-test('the add-on that zaxbase new makes installs, builds and passes its tests', () => {
-  const addon = path.join(folder, 'my-addon');
-  run(
-    folder,
-    'npm',
-    'exec',
-    '--yes',
-    `--package=${tarballs.zaxbase}`,
-    '--',
-    'zaxbase',
-    'new',
-    'my-addon',
-  );
-  const manifest = path.join(addon, 'package.json');
-  const content = JSON.parse(fs.readFileSync(manifest, 'utf8'));
-  writeJson(manifest, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
-  install(addon);
-  assert.match(run(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
+/** Makes an add-on from the template, with the packed framework, and resolves to its folder. */
+async function scaffold(cwd, name) {
+  fs.mkdirSync(cwd, { recursive: true });
+  const command = ['exec', '--yes', `--package=${tarballs.zaxbase}`, '--', 'zaxbase', 'new', name];
+  await outputOf(cwd, 'npm', ...command);
+  const addon = path.join(cwd, path.basename(name));
+  const content = JSON.parse(fs.readFileSync(path.join(addon, 'package.json'), 'utf8'));
+  writeManifest(addon, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
+  return addon;
+}
+
+test('the add-on that zaxbase new makes installs, builds and passes its tests', async () => {
+  const addon = await scaffold(folder, 'my-addon');
+  await install(addon);
+  assert.match(await outputOf(addon, 'npm', 'test'), /tests 2\n.*pass 2\n/s);
+  const types = () => fs.readFileSync(path.join(addon, 'index.d.ts'), 'utf8');
+  const written = types();
+  await outputOf(addon, 'npm', 'run', 'types');
+  assert.strictEqual(types(), written);
+
+  // As if built for another Node, whose V8 has a function that this one lacks.
+  const source = path.join(addon, 'src/addon.cpp');
+  const text = fs.readFileSync(source, 'utf8');
+  const lacking = text.replace(/ZAX_MODULE.*/, 'namespace v8 { void absent(); }\n$& v8::absent();');
+  fs.writeFileSync(source, lacking);
+  const version = process.versions.modules - 1;
+  const flags = `CXXFLAGS=-DNODE_EMBEDDER_MODULE_VERSION=${version}`;
+  await outputOf(addon, 'env', flags, 'npm', 'run', 'build');
+  const loaded = outputOf(addon, process.execPath, '.');
+  await assert.rejects(loaded, / was built for another Node \(NODE_MODULE/);
 });
+
+// Where the framework and the add-on stand to each other: the add-on's name, and its workspace.
+for (const [layout, name, workspace] of [
+  ['hoisted', 'a-1'],
+  ['scoped', '@s/a-2'],
+  ['workspace', 'a-3', 'packages/group/native'],
+]) {
+  test(`${layout}, a build writes into its own folder only`, async () => {
+    const root = path.join(folder, layout);
+    const addon = await scaffold(path.join(root, workspace ?? '../packed'), name);
+    const [{ filename }] = JSON.parse(await outputOf(addon, 'npm', 'pack', '--json'));
+    const dependencies = workspace ? {} : { [name]: `file:${path.join(addon, filename)}` };
+    writeManifest(root, {
+      private: true,
+      workspaces: workspace && [`${workspace}/*`],
+      dependencies,
+    });
+    await install(root, '--ignore-scripts');
+    const files = () =>
+      fs.readdirSync(root, { recursive: true }).filter((file) => !file.includes(`${name}/build`));
+    const before = files();
+    await outputOf(root, 'npm', 'rebuild');
+    assert.deepStrictEqual(files(), before);
+    const script = `
+      import { promisify } from 'zaxbase/runtime';
+      import addon from ${JSON.stringify(name)};
+      console.log(typeof promisify, addon.smallestFactor(91));`;
+    const printed = await outputOf(root, process.execPath, '--input-type=module', '-e', script);
+    assert.strictEqual(printed, 'function 7\n');
+  });
+}

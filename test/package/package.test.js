@@ -3,129 +3,95 @@
 // What the packages carry, what `require('zaxbase')` tells a build file, and `zaxbase new`.
 
 const assert = require('node:assert');
-const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, test } = require('node:test');
-const { root } = require('../../scripts/toolchain');
-const { pack, run } = require('./npm');
+const { filesIn, root } = require('../../scripts/toolchain');
+const { run } = require('../support');
+const { outputOf, pack } = require('./npm');
 
-const pairs = [
-  ...['base', 'debug', 'errno', 'error-code', 'error-info', 'exception', 'exception-common'],
-  ...['exception-errno', 'message-buffer', 'v8-async-job', 'v8-base', 'v8-callback', 'v8-error'],
-  'v8-utils',
-];
-const template = [
-  'binding.gyp',
-  'gitignore',
-  'index.d.ts',
-  'index.js',
-  'package.json',
-  'README.md',
-];
-const entries = ['index.d.ts', 'index.js', 'package.json', 'LICENSE'];
+/** The files of a folder, but for those that gyp writes. */
+const written = (folder) =>
+  filesIn(folder, /(\.(?!mk$|Makefile$)\w+|LICENSE|gitignore)$/).map((file) =>
+    path.relative(folder, file),
+  );
 
-test('the packages carry what their users need and nothing else', () => {
-  const expected = {
-    zaxbase: [
-      ...entries,
-      ...['runtime.d.ts', 'runtime.js', 'bin/zaxbase.js', 'zaxbase.gyp', 'zax-v8-argument-list.h'],
-      ...pairs.flatMap((stem) => [`zax-${stem}.h`, `zax-${stem}.cpp`]),
-      ...template.map((file) => `template/${file}`),
-      ...['template/src/addon.cpp', 'template/test/addon.test.js'],
-    ],
-    echo: [
-      ...entries,
-      'index.mjs',
-      'promises.d.ts',
-      'promises.js',
-      'binding.gyp',
-      'zax-echo-worker.cpp',
-    ],
-  };
-  for (const [name, files] of Object.entries(expected)) {
-    assert.deepStrictEqual(pack(name, '--dry-run').files.sort(), files.sort());
+test('the packages carry what is in their folders and nothing else', async () => {
+  for (const [name, folder] of [
+    ['zaxbase', 'libzaxbase'],
+    ['echo', 'echo'],
+  ]) {
+    const { files } = await pack(name, '--dry-run');
+    assert.deepStrictEqual(files, written(folder).sort());
   }
 });
 
-test("require('zaxbase') tells paths relative to the caller and prints nothing", () => {
-  const script =
-    'module.exports = require("zaxbase"); process.stdout.write(JSON.stringify(module.exports))';
-  for (const cwd of [root, path.join(root, 'libzaxbase'), path.join(root, 'examples/words')]) {
-    const { include_dir, targets, version, ...rest } = JSON.parse(
-      run(cwd, process.execPath, '-e', script),
-    );
-    const [gyp, target] = targets.split(':');
-    assert.ok(!path.isAbsolute(include_dir) && !path.isAbsolute(gyp));
-    assert.ok(fs.existsSync(path.resolve(cwd, include_dir, 'zax-v8-argument-list.h')));
-    assert.ok(fs.existsSync(path.resolve(cwd, gyp)));
-    assert.strictEqual(target, 'zaxbase');
+test("require('zaxbase') tells paths relative to the caller and prints nothing", async () => {
+  const script = 'const told = require("zaxbase"); process.stdout.write(JSON.stringify(told))';
+  for (const place of ['test', 'test/package/build']) {
+    const cwd = path.join(root, place);
+    fs.mkdirSync(cwd, { recursive: true });
+    const told = JSON.parse(await outputOf(cwd, process.execPath, '-e', script));
+    const { include_dir, targets, version, source, flags } = told;
+    assert.match(fs.readFileSync(path.join(cwd, source), 'utf8'), /^#include <zaxbase\.cpp>$/m);
+    assert.ok(source.startsWith('build/') && flags.includes('-fexceptions'));
+    const framework = path.relative(cwd, path.join(root, 'libzaxbase'));
+    const expected = [framework, `${framework}/zaxbase.gyp:zaxbase`];
+    assert.deepStrictEqual([include_dir, targets], expected);
     assert.strictEqual(version, require('zaxbase/package.json').version);
-    assert.deepStrictEqual(rest, {});
   }
 });
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zaxbase-'));
 after(() => fs.rmSync(folder, { recursive: true }));
 
-function zaxbase(...args) {
-  const command = [path.join(root, 'libzaxbase/bin/zaxbase.js'), ...args];
-  const { status, stdout, stderr } = spawnSync(process.execPath, command, {
-    cwd: folder,
-    encoding: 'utf8',
-  });
-  return { status, stdout, stderr };
-}
+const program = path.join(root, 'libzaxbase/bin/zaxbase.js');
+const zaxbase = (...args) => run(process.execPath, [program, ...args], { cwd: folder });
 
-test('zaxbase new makes an add-on of the given name', () => {
+test('zaxbase new makes an add-on of the given name', async () => {
   for (const [name, made] of [
     ['my-addon', 'my-addon'],
     ['@my-scope/addon.2', 'addon.2'],
   ]) {
     fs.mkdirSync(path.join(folder, made)); // An empty folder is filled.
-    const { status, stdout } = zaxbase('new', name);
+    const { status, stdout } = await zaxbase('new', name);
     assert.strictEqual(status, 0);
     assert.match(stdout, new RegExp(`cd ${made}\n +npm install\n +npm test\n`));
     const read = (file) => fs.readFileSync(path.join(folder, made, file), 'utf8');
-    const files = template.map((file) => (file === 'gitignore' ? '.gitignore' : file));
-    assert.deepStrictEqual(
-      fs.readdirSync(path.join(folder, made)).sort(),
-      [...files, 'src', 'test'].sort(),
-    );
-    for (const file of [...files, 'src/addon.cpp', 'test/addon.test.js']) {
-      assert.doesNotMatch(read(file), /ADDON_/, file);
+    for (const file of written('libzaxbase/template')) {
+      assert.doesNotMatch(read(file.replace(/^gitignore$/, '.$&')), /ADDON_/, file);
     }
+    const { version } = require('zaxbase/package.json');
     const { name: packageName, dependencies } = JSON.parse(read('package.json'));
-    assert.strictEqual(packageName, name);
-    assert.deepStrictEqual(dependencies, {
-      zaxbase: `^${require('zaxbase/package.json').version}`,
-    });
+    assert.deepStrictEqual([packageName, dependencies], [name, { zaxbase: `^${version}` }]);
     assert.ok(read('binding.gyp').includes(`'target_name': '${made}'`));
   }
 });
 
-test('zaxbase new refuses what would not work', () => {
+test('zaxbase new refuses what would not work', async () => {
   fs.mkdirSync(path.join(folder, 'full'));
-  fs.writeFileSync(path.join(folder, 'full/file'), '');
-  fs.writeFileSync(path.join(folder, 'file'), '');
+  for (const file of ['full/file', 'file']) fs.writeFileSync(path.join(folder, file), '');
   const before = fs.readdirSync(folder, { recursive: true });
-  for (const [args, message] of [
-    [[], 'Usage: zaxbase new NAME'],
-    [['new'], 'Usage: zaxbase new NAME'],
-    [['new', 'a', 'b'], 'Usage: zaxbase new NAME'],
-    [['old', 'a'], 'Usage: zaxbase new NAME'],
-    ...['', 'My-Addon', 'my addon', '../up', '.hidden', '@scope/', 'a/b', 'a'.repeat(215)].map(
-      (name) => [['new', name], `"${name}" is no valid package name`],
-    ),
-    ...['zaxbase', 'fs', 'node_modules'].map((name) => [['new', name], `"${name}" is taken`]),
-    [['new', 'full'], 'The folder full exists and is not empty'],
-    [['new', 'file'], 'The folder file exists and is not empty'],
-  ]) {
-    const { status, stdout, stderr } = zaxbase(...args);
-    assert.deepStrictEqual({ status, stdout }, { status: 1, stdout: '' });
-    assert.ok(stderr.startsWith(message), stderr);
-    assert.strictEqual(stderr.trimEnd().includes('\n'), false, stderr);
+  const invalid = ['', 'My-Addon', 'my addon', '../up', '.hidden', '@scope/', 'a/b'];
+  for (const [message, calls] of Object.entries({
+    'Usage: zaxbase new NAME, or: zaxbase types FILE.node\n': [
+      [],
+      ['new'],
+      ['new', 'a', 'b'],
+      ['old', 'a'],
+    ],
+    '"$" is no valid package name': [...invalid, 'a'.repeat(215)],
+    '"$" is taken\n': ['zaxbase', 'fs', 'node_modules'],
+    'The folder $ exists and is not empty\n': ['full', 'file'],
+  })) {
+    for (const call of calls) {
+      const args = Array.isArray(call) ? call : ['new', call];
+      const { status, stdout, stderr } = await zaxbase(...args);
+      assert.deepStrictEqual([status, stdout], [1, '']);
+      assert.ok(stderr.startsWith(message.replace('$', args[1])), stderr);
+      assert.ok(!stderr.trimEnd().includes('\n'), stderr);
+    }
   }
   assert.deepStrictEqual(fs.readdirSync(folder, { recursive: true }), before);
 });

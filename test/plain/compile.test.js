@@ -59,7 +59,9 @@ test('declarations', () => {
   const build = path.join(__dirname, '../build');
   fs.writeFileSync(path.join(build, 'plain.d.ts'), declare());
   fs.writeFileSync(path.join(build, 'use.ts'), use);
-  const options = { strict: true, target: 9, module: ts.ModuleKind.ES2022, types: [] };
+  const moduleResolution = ts.ModuleResolutionKind.Bundler;
+  const module = ts.ModuleKind.ES2022;
+  const options = { strict: true, target: 9, module, moduleResolution, types: [] };
   const program = ts.createProgram([path.join(build, 'use.ts')], options);
   const diagnostics = ts.getPreEmitDiagnostics(program).map(({ messageText }) => messageText);
   assert.deepEqual(diagnostics, []);

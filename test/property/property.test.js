@@ -1,6 +1,6 @@
 'use strict';
 
-// Any arguments whatever: a call throws a ZaxBindingError or makes the replies that it must, and each
+// Any values whatever: a call throws a ZaxBindingError or makes the replies that it must, and each
 // conversion agrees with JavaScript's own.
 
 const assert = require('node:assert/strict');
@@ -9,7 +9,7 @@ const fc = require('fast-check');
 
 const echo = require('echo');
 const { ZaxBindingError } = require('zaxbase/runtime');
-const { bridge, repliesOf } = require('../bridge/support');
+const { bad, bridge, laterRepliesOf, repliesOf, shown, thrownBy } = require('../support');
 
 const numRuns = Number(process.env.PROPERTY_RUNS ?? 300);
 
@@ -24,144 +24,132 @@ const anything = fc.oneof(
   number,
 );
 
+const cut = (value) => value.split('\0')[0];
 /** A text as it comes back: cut at its first U+0000, a lone surrogate as three replacements. */
-const echoed = (value) => value.split('\0')[0].replace(/\p{Surrogate}/gu, '\ufffd'.repeat(3));
+const echoed = (value) => cut(value).replace(/\p{Surrogate}/gu, '\ufffd'.repeat(3));
 
-/** Which argument the error of a call with (wait, str, callback) is about. */
-function refusal(args) {
-  if (args.length !== 3) return `Bad argument number: expected 3, but got ${args.length}`;
-  const [wait, str, callback] = args;
-  if (wait !== undefined && typeof wait !== 'number') return 'Number expected';
-  if (str !== undefined && typeof str !== 'string') return 'String expected';
-  if (callback === undefined) return 'Function undefined';
-  return typeof callback === 'function' ? undefined : 'Function expected';
-}
-
-const isReply = (suffixes, str) => (replies) => {
-  assert.deepEqual(
-    replies,
-    suffixes.map((suffix) => [0, echoed(str ?? '') + suffix]),
-  );
-};
-
-const functions = {
-  syncEcho: [''],
-  asyncEcho: [''],
-  asyncEchoWithNotifications: ['-0%', '-25%', '-50%', '-75%', '-100%', ''],
-};
-
-for (const [name, suffixes] of Object.entries(functions)) {
-  test(`${name} with any arguments`, async () => {
-    const wait = fc.oneof(
-      fc.constantFrom(0, 1, 1.9, -0.5, 2 ** 32, -(2 ** 32), NaN, Infinity, undefined),
-      anything.filter((value) => typeof value !== 'number'),
-    );
-    const call = fc.tuple(wait, fc.oneof(text, anything), fc.oneof(fc.constant('cb'), anything));
-    const args = fc.oneof({ weight: 4, arbitrary: call }, fc.array(wait, { maxLength: 5 }));
-    await fc.assert(
-      fc.asyncProperty(args, async (values) => {
-        const replies = [];
-        let settle;
-        const settled = new Promise((resolve) => {
-          settle = resolve;
-        });
-        const callback = (...reply) => replies.push(reply) === suffixes.length && settle();
-        const actual = values.map((value) => (value === 'cb' ? callback : value));
-        const expected = refusal(actual);
-        if (expected === undefined && actual[2] !== callback) return; // Nobody would see the replies.
-        try {
-          assert.equal(echo[name](...actual), undefined);
-        } catch (error) {
-          assert.ok(error instanceof ZaxBindingError, String(error));
-          assert.deepEqual([error.code, error.message], ['EBADARG', expected]);
-          assert.deepEqual(replies, []);
-          return;
-        }
-        assert.equal(expected, undefined);
-        await settled;
-        isReply(suffixes, actual[1])(replies);
-      }),
-      { numRuns },
-    );
+test('the functions of the module with any text', async () => {
+  const functions = Object.entries({
+    syncEcho: [''],
+    asyncEcho: [''],
+    asyncEchoWithNotifications: ['-0%', '-25%', '-50%', '-75%', '-100%', ''],
   });
-}
-
-test('echoNan with any text, and anything after it', () => {
-  const property = fc.property(text, fc.array(anything), (str, rest) => {
+  const times = fc.constantFrom(0, 1, 1.9, -0.5, 2 ** 32, -(2 ** 32), NaN, Infinity, undefined);
+  const property = fc.asyncProperty(times, text, fc.array(anything), async (wait, str, rest) => {
     assert.equal(echo.echoNan(str, ...rest), echoed(str));
+    for (const [name, suffixes] of functions) {
+      const replies = await laterRepliesOf(suffixes.length, echo[name], wait, str);
+      const expected = suffixes.map((suffix) => [0, echoed(str) + suffix]);
+      assert.deepEqual(replies, expected);
+      assert.throws(() => echo[name](wait, str, assert.fail, ...rest, 0), { code: 'EBADARG' });
+    }
   });
-  fc.assert(property, { numRuns });
+  await fc.assert(property, { numRuns, endOnFailure: true, examples: [[0, 'x'.repeat(1e5), []]] });
 });
 
-const refused = Symbol('refused');
-const unspecified = Symbol('unspecified');
+const is = (type) => (value) => typeof value === type;
+const isObject = (value) => Object(value) === value;
 const isIndex = (key) => String(key >>> 0) === key && key >>> 0 < 2 ** 32 - 1;
-const ifType = (type, convert) => (value) => (typeof value === type ? convert(value) : refused);
+const isUnsigned = (value) => typeof value === 'number' && Object.is(value >>> 0, value);
+const unspecified = Symbol('unspecified');
+const truncated = (value) =>
+  Number.isSafeInteger(Math.trunc(value)) ? Math.trunc(value) + 0 : unspecified;
 
-/** All elements converted, or refused. */
-const each = (convert) => (value) => {
-  if (!Array.isArray(value)) return refused;
-  const converted = Array.from(value, convert);
-  return converted.includes(refused) ? refused : converted;
+/** Ordered by code points, which is the order of the bytes. */
+const codes = (value) =>
+  Array.from(value, (point) => point.codePointAt(0).toString(16).padStart(6, '0')).join();
+const byBytes = (a, b) => (codes(a) < codes(b) ? -1 : 1);
+const sortedSet = (items) => [...new Set(items)].sort(byBytes).map(echoed);
+const sortedMap = (entries) =>
+  [...new Map(entries)].sort(([a], [b]) => byBytes(a, b)).map((entry) => entry.map(echoed));
+const numbered = (entries) => [...new Map(entries)].sort(([a], [b]) => a - b);
+
+/** What holds a value after the conversion, and the message of the error, if there is one. */
+const single = (accepts, message, convert, reset, refused) => (value) => {
+  if (value === undefined) return [reset];
+  return accepts(value) ? [convert(value)] : [refused ?? reset, message];
 };
 
-const isObject = (value) =>
-  (typeof value === 'object' && value !== null) || typeof value === 'function';
+/** The same for a collection; what was read before the refused item stays. */
+const collection = (accepts, message, itemsOf, refusalOf, convert, finish) => (value) => {
+  if (value === undefined) return [[]];
+  if (!accepts(value)) return [[], message];
+  const read = [];
+  for (const item of itemsOf(value)) {
+    const refused = refusalOf(item);
+    if (refused) return [finish(read), refused];
+    read.push(convert(item));
+  }
+  return [finish(read)];
+};
 
-/** The own properties of an object whose names and values are all texts. */
-function pairs(value) {
-  if (!isObject(value)) return refused;
-  const entries = Object.entries(value);
-  if (entries.some(([key, item]) => isIndex(key) || typeof item !== 'string')) return refused;
-  return entries.map((entry) => entry.map(echoed));
-}
+const all = (items) => items;
+const array = (type, message, convert, finish = all) => {
+  const refusalOf = (item) => (typeof item === type ? '' : message);
+  return collection(Array.isArray, 'Array expected', Array.from, refusalOf, convert, finish);
+};
 
-/** What each conversion must give by JavaScript's own rules. */
+const object = (keyIsIndex, message, keyOf, valueOf, finish = all) => {
+  const refusalOf = ([key, value]) => {
+    if (isIndex(key) !== keyIsIndex) return message;
+    return typeof value === 'string' ? '' : `Value of ${keyOf(key)} expected to be String`;
+  };
+  const convert = ([key, value]) => [keyOf(key), valueOf(value)];
+  return collection(isObject, 'Object expected', Object.entries, refusalOf, convert, finish);
+};
+const named = (...rest) => object(false, 'Key expected to be String', ...rest);
+const int = (value) => value | 0;
+
+// The model of each conversion by JavaScript's own rules, its function, and what the output held
+// before.
 const models = {
-  string: ifType('string', echoed),
-  int: ifType('number', (value) => value | 0),
-  unsigned: ifType('number', (value) => (Object.is(value >>> 0, value) ? value : refused)),
-  long: ifType('number', (value) =>
-    Number.isSafeInteger(Math.trunc(value)) ? Math.trunc(value) + 0 : unspecified,
-  ),
-  bool: ifType('boolean', (value) => value),
-  boolean_t: ifType('boolean', Number),
-  list: each(ifType('string', echoed)),
-  set: (value) => {
-    const list = each(ifType('string', (item) => item.split('\0')[0]))(value);
-    if (list === refused) return refused;
-    if (list.some((item) => /\p{Surrogate}/u.test(item))) return unspecified; // Bytes sort otherwise.
-    const bytes = [...new Set(list)].map((item) => Buffer.from(item));
-    return bytes.sort(Buffer.compare).map(String);
-  },
-  ints: each(ifType('number', (value) => value | 0)),
-  unsigneds: each(ifType('number', (value) => value >>> 0)),
-  pairs,
+  string: [single(is('string'), 'String expected', echoed, ''), 'parseString', 'old'],
+  int: [single(is('number'), 'Number expected', int, 0), 'parseInt', 7],
+  unsigned: [single(isUnsigned, 'Unsigned 32-bit number expected', Number, 0), 'parseInt', 7],
+  long: [single(is('number'), 'Number expected', truncated, 0), 'parseInt', 7],
+  bool: [single(is('boolean'), 'Boolean expected', Boolean, false), 'parseBoolean', true],
+  boolean_t: [single(is('boolean'), 'Boolean expected', Number, 0, 1), 'parseBoolean', true],
+  list: [array('string', 'String expected', echoed), 'parseStringList', ['old']],
+  set: [array('string', 'String expected', cut, sortedSet), 'parseStringSet', ['old']],
+  ints: [array('number', 'Number expected', int), 'parseIntVector', [7]],
+  unsigneds: [array('number', 'Number expected', (value) => value >>> 0), 'parseIntVector', [7]],
+  pairs: [named(echoed, echoed), 'parseStringPairs', { o: 'old' }],
+  map: [named(cut, cut, sortedMap), 'parseStringStringMap', { o: 'old' }],
+  intMap: [
+    object(true, 'Number expected', int, echoed, numbered),
+    'parseIntStringMap',
+    { 1: 'old' },
+  ],
 };
 
 const collections = fc.oneof(
-  fc.array(text),
-  fc.array(number),
-  fc.array(anything, { maxLength: 3 }),
-  fc.dictionary(text, text),
-  fc.dictionary(fc.nat().map(String), text),
+  ...[fc.array(text), fc.array(number), fc.array(fc.oneof(text, number, anything))],
+  ...[fc.dictionary(text, text), fc.dictionary(fc.nat().map(String), text)],
+  fc.dictionary(fc.oneof(text, fc.nat(9).map(String)), fc.oneof(text, anything)),
 );
 
-for (const [type, model] of Object.entries(models)) {
+// What must be tried every time.
+const examples = [
+  ...[undefined, true, -0, 2 ** 32, 'cut\0', '\ud800x', Object(5), Object(true), [-1, null], ['a']],
+  ...[['b', 'é', 'a', 'b', 'B', undefined], { b: '2', a: '1', c: 3 }, { 'k\0x': '1', k: '2' }],
+  ...[{ 4294967294: 'last index', 3: 'c' }, { 4294967295: 'no index' }, { x: 'b', 7: 5 }],
+  ...[Object.create({ inherited: 1 }, { hidden: { value: 2 } }), { [Symbol('s')]: 3 }],
+  new Proxy({ p: 'q' }, {}),
+].map((value) => [value]);
+
+for (const [type, [model, fn, before]] of Object.entries(models)) {
   test(`the conversion ${type} of any value`, () => {
     const property = fc.property(fc.oneof(anything, collections), (value) => {
-      const expected = model(value);
-      if (value === undefined || expected === unspecified) return;
-      try {
-        const [[, converted]] = repliesOf(bridge.parse[type], value);
-        assert.deepStrictEqual(converted, expected);
-      } catch (error) {
-        if (error instanceof assert.AssertionError) throw error;
-        assert.ok(error instanceof ZaxBindingError, String(error));
-        assert.equal(error.code, 'EBADARG');
-        assert.equal(expected, refused);
-      }
+      const [left, message] = model(value);
+      if (left === unspecified) return;
+      const [[held, error]] = repliesOf(bridge.into[type], value, before);
+      const expected = message && echoed(bad(message, fn));
+      assert.deepStrictEqual([held, shown(error)], [left, expected]);
+      if (!message) return;
+      // Where the value is an argument of its own, the call throws.
+      const thrown = thrownBy(bridge.into[type], undefined, value, assert.fail);
+      assert.ok(thrown instanceof ZaxBindingError && echoed(shown(thrown)) === expected);
     });
-    fc.assert(property, { numRuns: 5 * numRuns });
+    fc.assert(property, { numRuns: 5 * numRuns, examples });
   });
 }

@@ -8,28 +8,29 @@ import addon = require('../../libzaxbase/template');
 
 type Error = runtime.ZaxBindingError;
 
-/** Compiles only if the value's type is exactly T. */
+/** Each compiles only if the value's type, or those of the values, are exactly T. */
 type Same<A, B> = (<X>() => X extends A ? 1 : 2) extends <X>() => X extends B ? 1 : 2 ? [] : never;
 declare function is<T>(): <V>(value: V, ...same: Same<T, V>) => void;
+declare function are<T extends unknown[]>(): <V extends unknown[]>(
+  values: [...V],
+  ...same: Same<T, V>
+) => void;
 
 // The callback forms. The first argument tells which shape the reply has.
-const returned = echo.syncEcho(0, 'x', (error, value) => {
-  is<0>()(error);
-  is<string>()(value);
-});
-is<undefined>()(returned);
-is<undefined>()(echo.asyncEcho(0, 'x', () => {}));
+const returned = echo.syncEcho(0, 'x', (...reply) => is<[error: 0, value: string]>()(reply));
+are<[undefined, undefined, string]>()([
+  returned,
+  echo.asyncEcho(0, 'x', () => {}),
+  echo.echoNan('x'),
+]);
 echo.asyncEcho(0, 'x', (...reply) => {
   is<[error: 0, value: string] | [error: Error]>()(reply);
   if (reply.length === 1) is<Error>()(reply[0]);
-  else is<string>()(reply[1]);
 });
 echo.asyncEcho(0, 'x', (error) => is<0 | Error>()(error));
 echo.asyncEchoWithNotifications(0, 'x', (error, value) => {
   if (error === 0) is<string>()(value);
-  else is<Error>()(error);
 });
-is<string>()(echo.echoNan('x'));
 
 // @ts-expect-error
 echo.syncEcho('0', 'x', () => {});
@@ -52,8 +53,8 @@ echo.echoNan(1);
 
 // The promise forms.
 is<Promise<string>>()(promises.asyncEcho(0, 'x'));
-is<Promise<string>>()(promises.asyncEchoWithNotifications(0, 'x'));
-promises.asyncEchoWithNotifications(0, 'x', (progress) => is<string>()(progress));
+const notifying = promises.asyncEchoWithNotifications(0, 'x', (text) => is<string>()(text));
+is<Promise<string>>()(notifying);
 // @ts-expect-error
 promises.asyncEcho(0, 'x', () => {});
 // @ts-expect-error
@@ -65,8 +66,8 @@ declare const ready: (callback: (...reply: [null, Date] | [Error]) => void) => v
 declare const digest: runtime.JobFunction<[path: string], number | string>;
 const plain = runtime.promisify(echo.asyncEcho);
 is<(wait: number, str: string) => Promise<string>>()(plain);
-is<Promise<undefined>>()(runtime.promisify(bare)('x'));
-is<Promise<Date>>()(runtime.promisify(ready)());
+const settled = [runtime.promisify(bare)('x'), runtime.promisify(ready)()] as const;
+is<readonly [Promise<undefined>, Promise<Date>]>()(settled);
 const telling = runtime.promisify(digest, { settles: (value) => typeof value === 'string' });
 is<Promise<string>>()(telling('x', (percent) => is<number>()(percent)));
 const unsure = runtime.promisify(digest, { settles: (value, [path]): boolean => value === path });
@@ -89,21 +90,17 @@ try {
   echo.syncEcho(0, 'failure', () => {});
 } catch (error) {
   if (!(error instanceof runtime.ZaxBindingError)) throw error;
-  is<string>()(error.code);
-  is<string>()(error.message);
-  is<string>()(error.name);
-  is<string | undefined>()(error.stack);
-  is<string>()(error.details.exceptionClass);
-  is<string>()(error.details.file);
-  is<number>()(error.details.line);
-  is<string>()(error.details.function);
-  is<number | undefined>()(error.details.syscode);
-  is<string | undefined>()(error.details.sysdesc);
-  is<string | undefined>()(error.details.sysmsg);
-  for (const frame of error.details.callstack) {
-    is<string[]>()([frame.function, frame.file, frame.offset, frame.address]);
-    // @ts-expect-error
-    frame.line;
+  are<[string, string, string, string | undefined]>()([
+    error.code,
+    error.message,
+    error.name,
+    error.stack,
+  ]);
+  const { exceptionClass, file, line, function: fn, callstack, ...system } = error.details;
+  are<[string, string, number, string]>()([exceptionClass, file, line, fn]);
+  is<{ syscode?: number; sysdesc?: string; sysmsg?: string }>()(system);
+  for (const frame of callstack) {
+    is<{ function: string; file: string; offset: string; address: string }>()(frame);
   }
   // @ts-expect-error
   error.details.callstack.length = 'none';
@@ -113,10 +110,9 @@ try {
 
 // The script side.
 const details = { exceptionClass: 'X', file: 'f', line: 1, function: 'g', callstack: [] };
-is<Error>()(runtime.createZaxBindingError('CODE', 'text', details));
-is<Error>()(new runtime.ZaxBindingError('CODE', null, details, () => {}));
-is<string>()(runtime.__('text'));
-is<string>()(runtime.__('%(key)s', { key: 'value' }));
+const made = new runtime.ZaxBindingError('CODE', null, details, () => {});
+are<[Error, Error]>()([made, runtime.createZaxBindingError('CODE', 'text', details)]);
+are<[string, string]>()([runtime.__('text'), runtime.__('%(key)s', { key: 'value' })]);
 is<void>()(runtime.install());
 // @ts-expect-error
 runtime.__('%(key)s', 'value');
@@ -128,10 +124,13 @@ new runtime.ZaxBindingError(1, 'text', details);
 runtime.install(true);
 
 // Build files, and the add-on that the scaffold makes.
-is<string[]>()([zaxbase.include_dir, zaxbase.targets, zaxbase.version]);
-is<number>()(addon.smallestFactor(91));
-is<Promise<number>>()(addon.countPrimes(100, (progress) => is<string>()(progress)));
+const { flags, ...told } = zaxbase;
+is<Record<'include_dir' | 'targets' | 'version' | 'source' | 'frameSource', string>>()(told);
+are<[string[], addon.Point]>()([flags, addon.centroid([{ x: 1, y: 2 }])]);
+is<typeof addon>()(runtime.load<typeof addon>(new URL('file:///add-on/')));
 // @ts-expect-error
 zaxbase.include;
 // @ts-expect-error
-addon.countPrimes('100');
+addon.centroid([{ x: 1 }]);
+// @ts-expect-error
+runtime.load();

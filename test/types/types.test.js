@@ -3,47 +3,39 @@
 // The declarations: what a program may do with them, and that they declare what is there.
 
 const assert = require('node:assert');
-const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const ts = require('typescript');
 
-const sample = path.join(__dirname, 'sample.ts');
-const program = ts.createProgram([sample], {
-  strict: true,
-  noEmit: true,
-  module: ts.ModuleKind.NodeNext,
+const options = { strict: true, noEmit: true, types: [], module: ts.ModuleKind.NodeNext };
+const program = ts.createProgram([path.join(__dirname, 'sample.ts')], {
+  ...options,
   target: ts.ScriptTarget.ES2022,
-  types: [],
 });
-
-const text = ({ file, start, messageText }) =>
-  `${path.basename(file?.fileName ?? '')}:${file?.getLineAndCharacterOfPosition(start).line + 1} ` +
-  ts.flattenDiagnosticMessageText(messageText, '\n');
 
 test('the sample compiles, but for the calls that must not', () => {
-  assert.deepStrictEqual(ts.getPreEmitDiagnostics(program).map(text), []);
-  assert.ok(fs.readFileSync(sample, 'utf8').match(/@ts-expect-error/g).length > 20);
+  const host = {
+    getCanonicalFileName: String,
+    getCurrentDirectory: () => __dirname,
+    getNewLine: () => '\n',
+  };
+  assert.strictEqual(ts.formatDiagnostics(ts.getPreEmitDiagnostics(program), host), '');
 });
 
-/** The names of the values that a declaration file declares. */
-function declared(file) {
+test('what is declared is what is exported', () => {
   const checker = program.getTypeChecker();
-  const source = program.getSourceFile(path.join(__dirname, '../..', file));
-  return checker
-    .getExportsOfModule(checker.getSymbolAtLocation(source))
-    .filter((symbol) => symbol.flags & ts.SymbolFlags.Value)
-    .map((symbol) => symbol.name)
-    .sort();
-}
-
-for (const [file, name] of [
-  ['libzaxbase/index.d.ts', 'zaxbase'],
-  ['libzaxbase/runtime.d.ts', 'zaxbase/runtime'],
-  ['echo/index.d.ts', 'echo'],
-  ['echo/promises.d.ts', 'echo/promises'],
-]) {
-  test(`${file} declares what ${name} exports`, () => {
-    assert.deepStrictEqual(declared(file), Object.keys(require(name)).sort());
-  });
-}
+  for (const [file, name] of [
+    ['libzaxbase/index.d.ts', 'zaxbase'],
+    ['libzaxbase/runtime.d.ts', 'zaxbase/runtime'],
+    ['echo/index.d.ts', 'echo'],
+    ['echo/promises.d.ts', 'echo/promises'],
+  ]) {
+    const source = program.getSourceFile(path.join(__dirname, '../..', file));
+    const symbols = checker.getExportsOfModule(checker.getSymbolAtLocation(source));
+    const declared = symbols.filter(({ flags }) => flags & ts.SymbolFlags.Value);
+    assert.deepStrictEqual(
+      declared.map((symbol) => symbol.name).sort(),
+      Object.keys(require(name)).sort(),
+    );
+  }
+});

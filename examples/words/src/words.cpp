@@ -1,38 +1,29 @@
+#include <zax.h>
+
 #include <cstdio>
-#include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "zax-v8-argument-list.h"
-
-// words(files, options, callback) as a job and wordsSync(files, options, callback): how often each
-// word occurs in the files. Letters are bytes: of ASCII the letters and digits, and all others, so
-// that words of any UTF-8 text stay whole.
-
-using Counts = std::map<std::string, unsigned long>;
+// How often each word occurs in files. Letters are bytes: of ASCII the letters and digits, and all
+// others, so that words of any UTF-8 text stay whole.
 
 struct Options {
-  unsigned int minLength = 0;                  ///< bytes
-  bool ignoreCase = false;                     ///< of ASCII letters
-  std::string letters;                         ///< further characters that belong to words
-  std::list<std::string> stopWords;            ///< words to leave out
-  std::map<std::string, std::string> replace;  ///< words to count as others
+  std::optional<unsigned> minLength;                          ///< bytes
+  std::optional<bool> ignoreCase;                             ///< of ASCII letters
+  std::optional<std::string> letters;                         ///< further characters of words
+  std::optional<std::vector<std::string>> stopWords;          ///< words to leave out
+  std::optional<std::map<std::string, std::string>> replace;  ///< words to count as others
 };
+ZAX_FIELDS(Options, minLength, ignoreCase, letters, stopWords, replace);
 
-/// Makes Options a parameter type of bound functions: an object, or `undefined` for the defaults.
-template <>
-struct zax::ArgumentConverter<Options> {
-  static void convert(Options& out, const v8::Local<v8::Value>& value) {
-    if (value->IsUndefined()) return;
-    v8::Local<v8::Value> object = value;
-    getChildInt(out.minLength, "minLength", object);
-    getChildBoolean(out.ignoreCase, "ignoreCase", object);
-    getChildString(out.letters, "letters", object);
-    getChildStringList(out.stopWords, "stopWords", object);
-    getChildStringMap(out.replace, "replace", object);
-  }
+struct Result {
+  std::size_t total = 0;
+  std::map<std::string, std::size_t> counts;
 };
+ZAX_FIELDS(Result, total, counts);
 
 namespace {
 
@@ -42,7 +33,11 @@ struct CloseFile {
 
 class Counter {
  public:
-  explicit Counter(const Options& options) : options_(options) {}
+  explicit Counter(const Options& options)
+      : minLength_(options.minLength.value_or(0)),
+        ignoreCase_(options.ignoreCase.value_or(false)),
+        letters_(options.letters.value_or("")),
+        replace_(options.replace.value_or(std::map<std::string, std::string>())) {}
 
   void read(const std::string& path) {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "r"));
@@ -52,7 +47,7 @@ class Counter {
     int byte;
     while ((byte = getc_unlocked(file.get())) != EOF) {
       if (isLetter(byte)) {
-        word_ += options_.ignoreCase ? lower(byte) : static_cast<char>(byte);
+        word_ += ignoreCase_ ? lower(byte) : static_cast<char>(byte);
       } else {
         endWord();
       }
@@ -63,16 +58,17 @@ class Counter {
     endWord();
   }
 
-  /// The counts, without those of the stop words.
-  Counts finish() {
-    for (const std::string& word : options_.stopWords) counts_.erase(word);
-    return std::move(counts_);
+  /// The counts, without those of the given words.
+  Result finish(const std::vector<std::string>& stopWords) {
+    for (const std::string& word : stopWords) result_.counts.erase(word);
+    for (const auto& [word, count] : result_.counts) result_.total += count;
+    return std::move(result_);
   }
 
  private:
   bool isLetter(int byte) const {
     return byte >= 0x80 || (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= 'a' && byte <= 'z') || options_.letters.find(byte) != std::string::npos;
+           (byte >= 'a' && byte <= 'z') || letters_.find(byte) != std::string::npos;
   }
 
   static char lower(int byte) { return byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte; }
@@ -80,54 +76,29 @@ class Counter {
   /// Counts the word that has been read, if there is one.
   void endWord() {
     if (word_.empty()) return;
-    const auto replacement = options_.replace.find(word_);
-    const std::string& counted =
-        replacement == options_.replace.end() ? word_ : replacement->second;
-    if (counted.size() >= options_.minLength) ++counts_[counted];
+    const auto replacement = replace_.find(word_);
+    const std::string& counted = replacement == replace_.end() ? word_ : replacement->second;
+    if (counted.size() >= minLength_) ++result_.counts[counted];
     word_.clear();
   }
 
-  const Options& options_;
-  Counts counts_;
+  unsigned minLength_;
+  bool ignoreCase_;
+  std::string letters_;
+  std::map<std::string, std::string> replace_;
+  Result result_;
   std::string word_;
 };
 
-/// What both forms do. Touches no V8, so any thread may call it.
-Counts countWords(const std::list<std::string>& files, const Options& options) {
+Result words(const std::vector<std::string>& files, const std::optional<Options>& given) {
+  const Options options = given.value_or(Options());
   Counter counter(options);
   for (const std::string& file : files) counter.read(file);
-  return counter.finish();
-}
-
-void wordsSync(std::list<std::string> files, Options options, zax::Callback callback) {
-  callback.call(countWords(files, options));
-}
-
-class Words : public zax::Binding<Words> {
- public:
-  static Words* create(std::list<std::string> files, Options options, zax::Callback callback) {
-    return new Words(callback, files, options);
-  }
-
-  void beginJob() override { counts_ = countWords(files_, options_); }
-
-  void afterJob() override { callback.call(counts_); }
-
- private:
-  Words(const zax::Callback& callback, const std::list<std::string>& files, const Options& options)
-      : Binding(callback), files_(files), options_(options) {}
-
-  std::list<std::string> files_;
-  Options options_;
-  Counts counts_;
-};
-
-void registerModule(v8::Local<v8::Object> exports) {
-  using Sync = zax::BindFunction<void(std::list<std::string>, Options, zax::Callback), wordsSync>;
-  Nan::Export(exports, "words", Words::entry);
-  Nan::Export(exports, "wordsSync", Sync::entry);
+  return counter.finish(options.stopWords.value_or(std::vector<std::string>()));
 }
 
 }  // namespace
 
-NODE_MODULE(words, registerModule)
+ZAX_MODULE(module) {
+  module.function("words", words, {"files", "options"}, "How often each word occurs in files.");
+}

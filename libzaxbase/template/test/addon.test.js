@@ -2,28 +2,27 @@
 
 const assert = require('node:assert');
 const test = require('node:test');
-const { smallestFactor, countPrimes } = require('..');
+const { smallestFactor, centroid } = require('..');
 
-test('a synchronous function', () => {
+test('what the functions return', () => {
   assert.strictEqual(smallestFactor(91), 7);
   assert.strictEqual(smallestFactor(97), 97);
+  const corners = [
+    { x: 0, y: 0 },
+    { x: 4, y: 2 },
+  ];
+  assert.deepStrictEqual(centroid(corners), { x: 2, y: 1 });
 });
 
-test('errors carry a code and the place in the native code', () => {
-  assert.throws(
-    () => smallestFactor(1),
-    ({ code, message, details }) => {
-      assert.strictEqual(code, 'EBADARG');
-      assert.strictEqual(message, '1 has no factor above 1');
-      assert.strictEqual(details.file, 'ADDON_NAME/src/addon.cpp');
-      return true;
-    },
-  );
-  assert.throws(() => smallestFactor('91'), { code: 'EBADARG', message: 'Number expected' });
-});
-
-test('a job with progress', async () => {
-  const progress = [];
-  assert.strictEqual(await countPrimes(100, (text) => progress.push(text)), 25);
-  assert.strictEqual(progress.join(' '), '10% 20% 30% 40% 50% 60% 70% 80% 90% 100%');
+test('what they refuse', () => {
+  for (const [call, code, message] of [
+    [() => smallestFactor(1), 'ENOFACTOR', '1 has no factor above 1'],
+    [
+      () => centroid([{ x: 0, y: '1' }]),
+      'EBADARG',
+      'centroid: argument 1 (points)[0].y: number expected, got "1"',
+    ],
+  ]) {
+    assert.throws(call, { code, message });
+  }
 });

@@ -1,0 +1,39 @@
+#include <zax.h>
+
+#include "values.h"
+#include "work.h"
+
+// The framework's plain road, used as its documentation says.
+
+using bench::Point;
+using bench::Row;
+
+ZAX_FIELDS(Point, x, y, name);
+ZAX_FIELDS(Row, id, value, text, nothing, bytes);
+
+namespace {
+
+double add(double a, double b) { return a + b; }
+
+bench::Bytes invert(const zax::Bytes& bytes) { return bench::invert(bytes.data(), bytes.size()); }
+
+void refuse(int number, const std::string& text) {
+  throw zax::Exception(
+      bench::failureCode,
+      __("cannot take number %(number)s with text %(text)s", "number", number, "text", text),
+      ZAX_DEBUG_INFO);
+}
+
+}  // namespace
+
+ZAX_MODULE(module) {
+  module.function("add", add);
+  module.function("upper", bench::upper);
+  module.function("sumOf", bench::sumOf);
+  module.function("numbers", bench::some<double>);
+  module.function("sumOfPoints", bench::sumOfPoints);
+  module.function("points", bench::some<Point>);
+  module.function("invert", invert);
+  module.function("rows", bench::some<Row>);
+  module.function("refuse", refuse);
+}

@@ -1,0 +1,76 @@
+'use strict';
+
+// What stands between an add-on's folder and its exports: `load`, and `zaxbase types`.
+
+const assert = require('node:assert');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+const { after, test } = require('node:test');
+const { pathToFileURL } = require('node:url');
+const { load } = require('zaxbase/runtime');
+const { root } = require('../../scripts/toolchain');
+const { run } = require('../support');
+
+const words = path.join(root, 'examples/words');
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'load '));
+after(() => fs.rmSync(folder, { recursive: true }));
+
+const contents = {
+  'main.node': fs.readFileSync(path.join(words, 'build/Release/words.node')),
+  'binding.gyp': "{ 'targets': [{ 'target_name': 'main' }] }",
+  'package.json': '{ "name": "@scope/main" }',
+  // An add-on that says that it is of another Node: a record with its version, and nothing else.
+  'old.c': `void node_module_register(void*);
+    static long record[16] = {1};
+    __attribute__((constructor)) static void hand(void) { node_module_register(record); }`,
+};
+
+/** Makes the folder of an add-on with some files. */
+function addOn(...files) {
+  const made = fs.mkdtempSync(`${folder}/`);
+  for (const file of files) {
+    fs.mkdirSync(path.dirname(path.join(made, file)), { recursive: true });
+    fs.writeFileSync(path.join(made, file), contents[path.basename(file)] ?? 'x');
+  }
+  return made;
+}
+
+test('load finds the binary, or says what is missing or wrong', async () => {
+  const [a, main, old] = ['a', 'main', 'old'].map((name) => `build/Release/${name}.node`);
+  for (const place of [
+    ...[words, path.relative('', words), pathToFileURL(`${words}/`)],
+    pathToFileURL(`${words}/index.js`).href,
+    addOn('build/Debug/main.node'),
+    ...[addOn('package.json', a, main), addOn('binding.gyp', a, main)],
+  ]) {
+    assert.strictEqual(load(place).words.name, 'words');
+  }
+  const outdated = addOn('old.c', old);
+  await run('gcc', ['-shared', '-fPIC', '-o', old, 'old.c'], { cwd: outdated });
+  const versions = `another Node (NODE_MODULE_VERSION 1). This is Node ${process.versions.node} `;
+  for (const [place, code, ...texts] of [
+    [addOn('binding.gyp'), 'MODULE_NOT_FOUND', main, 'build/Debug/main.node', 'node-gyp rebuild'],
+    [addOn(a, main), undefined, 'Which of a.node, main.node '],
+    [outdated, 'ERR_DLOPEN_FAILED', versions, 'npx node-gyp rebuild'],
+  ]) {
+    assert.throws(
+      () => load(place),
+      (error) => error.code === code && texts.every((text) => error.message.includes(text)),
+    );
+  }
+});
+
+test('zaxbase types prints declarations, or says why there are none', async () => {
+  const command = [path.join(root, 'libzaxbase/bin/zaxbase.js'), 'types'];
+  for (const [file, status, printed] of [
+    ['examples/words/build/Release/words.node', 0, /^export interface Opt.*function words\(/s],
+    ['echo/build/Release/echo.node', 1, / does not register with ZAX_MODULE\n$/],
+    ['none.node', 1, /^There is no \S+none.node: build the add-on first\n$/],
+    ['package.json', 1, / cannot be loaded: /],
+  ]) {
+    const result = await run(process.execPath, [...command, file], { cwd: root });
+    assert.strictEqual(result.status, status);
+    assert.match(result.stdout + result.stderr, printed);
+  }
+});
