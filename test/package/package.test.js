@@ -71,7 +71,12 @@ test('zaxbase new refuses what would not work', async () => {
   const before = fs.readdirSync(folder, { recursive: true });
   const invalid = ['', 'My-Addon', 'my addon', '../up', '.hidden', '@scope/', 'a/b'];
   for (const [message, calls] of Object.entries({
-    'Usage: zaxbase new NAME, or: zaxbase types FILE.node\n': [[], ['new'], ['new', 'a', 'b'], ['old', 'a']],
+    'Usage: zaxbase new NAME, or: zaxbase types FILE.node\n': [
+      [],
+      ['new'],
+      ['new', 'a', 'b'],
+      ['old', 'a'],
+    ],
     '"$" is no valid package name': [...invalid, 'a'.repeat(215)],
     '"$" is taken\n': ['zaxbase', 'fs', 'node_modules'],
     'The folder $ exists and is not empty\n': ['full', 'file'],

@@ -59,8 +59,7 @@ test('declarations', () => {
   const build = path.join(__dirname, '../build');
   fs.writeFileSync(path.join(build, 'plain.d.ts'), declare());
   fs.writeFileSync(path.join(build, 'use.ts'), use);
-  const moduleResolution = ts.ModuleResolutionKind.Bundler;
-  const module = ts.ModuleKind.ES2022;
+  const [module, moduleResolution] = [ts.ModuleKind.ES2022, ts.ModuleResolutionKind.Bundler];
   const options = { strict: true, target: 9, module, moduleResolution, types: [] };
   const program = ts.createProgram([path.join(build, 'use.ts')], options);
   const diagnostics = ts.getPreEmitDiagnostics(program).map(({ messageText }) => messageText);

@@ -140,8 +140,7 @@ test('objects of JavaScript', () => {
 });
 
 test('where a refused value is', () => {
-  const end = 'é'.repeat(59);
-  const outside = ': time within the range of its type expected, got';
+  const [end, late] = ['é'.repeat(59), ': time within the range of its type expected, got'];
   for (const [type, value, message] of [
     ['int', '世'.repeat(40), `: ${int} expected, got "${'世'.repeat(40)}"`],
     ['int', 'a\0', `: ${int} expected, got a string of 2 characters`],
@@ -156,9 +155,8 @@ test('where a refused value is', () => {
     ['bytes', resizable, ': the buffer is resizable, its memory can go meanwhile'],
     ['float64', u8(1), ': Float64Array expected, got an instance of Uint8Array'],
     ['date', new Date(NaN), ': valid Date expected, got an invalid one'],
-    ['date', new Date(9.3e12), `${outside} an instance of Date`],
+    ['date', new Date(9.3e12), `${late} an instance of Date`],
     ['seconds', 1500, ': milliseconds that are whole units of 1/1 seconds expected, got 1500'],
-    ['seconds', 1e300, `${outside} 1e+300`],
   ]) {
     assert.equal(refusal(same[type], value), `EBADARG: ${type}: argument 1 (value)${message}`);
   }
