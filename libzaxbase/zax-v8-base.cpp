@@ -48,18 +48,22 @@ void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes
 #endif
 }
 
-std::uint64_t wordAt(const char* text) {
-  std::uint64_t word;
-  std::memcpy(&word, text, sizeof(word));
-  return word;
-}
+/// Sixteen bytes that are looked at together.
+using Block = std::uint64_t __attribute__((vector_size(16)));
 
 bool isAscii(const char* text, std::size_t size) {
-  std::uint64_t bits = 0;
-  for (; size >= 32; text += 32, size -= 32) {
-    bits |= wordAt(text) | wordAt(text + 8) | wordAt(text + 16) | wordAt(text + 24);
+  Block blocks{};
+  for (; size >= 2 * sizeof(Block); text += 2 * sizeof(Block), size -= 2 * sizeof(Block)) {
+    Block next[2];
+    std::memcpy(next, text, sizeof(next));
+    blocks |= next[0] | next[1];
   }
-  for (; size >= 8; text += 8, size -= 8) bits |= wordAt(text);
+  std::uint64_t bits = blocks[0] | blocks[1];
+  for (; size >= sizeof(bits); text += sizeof(bits), size -= sizeof(bits)) {
+    std::uint64_t next;
+    std::memcpy(&next, text, sizeof(next));
+    bits |= next;
+  }
   for (; size > 0; ++text, --size) bits |= static_cast<std::uint8_t>(*text);
   return (bits & 0x8080808080808080) == 0;
 }

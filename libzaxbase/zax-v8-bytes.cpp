@@ -52,11 +52,13 @@ ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
 /// Where a value's bytes lie; for a view this gives its array a buffer, if it had none.
 Store storeOf(v8::Local<v8::Value> value, std::size_t* offset) {
   *offset = 0;
-  if (value->IsSharedArrayBuffer()) return value.As<v8::SharedArrayBuffer>()->GetBackingStore();
+  if (value->IsArrayBufferView()) {
+    const auto view = value.As<v8::ArrayBufferView>();
+    *offset = view->ByteOffset();
+    return view->Buffer()->GetBackingStore();
+  }
   if (value->IsArrayBuffer()) return value.As<v8::ArrayBuffer>()->GetBackingStore();
-  const auto view = value.As<v8::ArrayBufferView>();
-  *offset = view->ByteOffset();
-  return view->Buffer()->GetBackingStore();
+  return value.As<v8::SharedArrayBuffer>()->GetBackingStore();
 }
 
 template <typename Buffer>
