@@ -12,6 +12,7 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <sstream>
 
 namespace zax {
 
@@ -48,9 +49,13 @@ __attribute__((noinline)) void CallStack::collect() noexcept {
 
 void CallStack::dump() const noexcept {
   for (const Item& item : items_) {
-    std::cout << "[0x" << std::setfill('0') << std::setw(16) << item.address << " + 0x"
-              << std::setw(8) << item.offset << "] " << item.function << " (" << item.file << ")"
-              << std::endl;
+    // A line in one piece: Node does not buffer standard output, and a pipe that does not block
+    // takes only so many pieces.
+    std::ostringstream line;
+    line.copyfmt(std::cout);
+    line << "[0x" << std::setfill('0') << std::setw(16) << item.address << " + 0x" << std::setw(8)
+         << item.offset << "] " << item.function << " (" << item.file << ")\n";
+    std::cout << std::setfill('0') << line.str() << std::flush;
   }
 }
 
