@@ -103,8 +103,9 @@ std::string ShapeScripts::writerBody() const {
   std::string members;
   for (std::size_t i = 0; i < shape_->count; ++i) {
     const ZaxColumn column = shape_->columns[i];
-    // In brackets: a member called __proto__ is one like the others.
-    members += concat({"[\"", shape_->names[i], "\"]: ",
+    // A literal's own names have room in the object; the one that is special there is computed.
+    const std::string_view name = shape_->names[i];
+    members += concat({name == "__proto__" ? "[\"__proto__\"]" : name, ": ",
                        column == ZaxValueColumn    ? "values[j++], "
                        : column == ZaxNumberColumn ? "numbers[k++], "
                                                    : "numbers[k++] !== 0, "});
