@@ -43,10 +43,6 @@ void forEachMember(const StructType& type, const Body& body) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 constexpr std::size_t stackReserve = 65536;  // bytes: for what one conversion and an error need
 
 /// The lowest address to which conversions may use this thread's stack; null where it is unknown.
