@@ -365,7 +365,9 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   std::snprintf(text, size, format, utf8);
 }
 
-void own(void* object, void (*destroy)(void*)) { Environment::current()->own(object, destroy); }
+void own(void* object, void (*destroy)(void*)) {
+  Environment::current()->loop().own(object, destroy);
+}
 
 bool hideProperty(ZaxValue* object, const char* symbol, ZaxValue* value) {
   const auto name = as<v8::String>(makeString(symbol, std::strlen(symbol)));

@@ -150,7 +150,7 @@ void copyMemory(ZaxMemory* copy, const ZaxMemory* memory) {
 }
 
 void releaseMemory(ZaxMemory* memory) {
-  if (!Environment::isMainOver()) storeIn(memory).~Store();
+  if (!EventLoop::isMainOver()) storeIn(memory).~Store();
 }
 
 // Any thread, so not by V8's allocator, which belongs to an isolate.

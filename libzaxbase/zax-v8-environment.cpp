@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <node.h>
 #include <node_buffer.h>
-#include <uv.h>
 
 #include <cstdio>
 #include <cstring>
@@ -88,7 +87,6 @@ void stayLoaded() {
 }  // namespace
 
 thread_local Environment* Environment::current_ = nullptr;
-std::atomic<bool> Environment::mainOver_{false};
 
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source) {
   v8::Local<v8::Script> script;
@@ -97,8 +95,8 @@ v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* 
   return script->Run(context);
 }
 
-Environment::Environment(v8::Local<v8::Context> context)
-    : isolate_(v8::Isolate::GetCurrent()), references_(std::make_shared<References>()) {
+Environment::Environment(EventLoop& loop, v8::Local<v8::Context> context)
+    : loop_(loop), isolate_(loop.isolate()), references_(std::make_shared<References>()) {
   v8::Local<v8::Value> ofErrors;
   v8::Local<v8::Value> maker;
   v8::Local<v8::Value> makeError;
@@ -115,23 +113,16 @@ Environment::Environment(v8::Local<v8::Context> context)
 }
 
 Environment::~Environment() {
-  while (!owned_.empty()) {
-    const auto [object, destroy] = owned_.back();
-    owned_.pop_back();
-    destroy(object);
-  }
   references_->end();
   current_ = nullptr;
-  if (node::GetCurrentEventLoop(isolate_) == uv_default_loop()) mainOver_ = true;
 }
 
 Environment& Environment::enter(v8::Local<v8::Context> context) {
   if (!current_) {
     stayLoaded();
-    current_ = new Environment(context);
-    node::AddEnvironmentCleanupHook(
-        current_->isolate_,
-        [](void* environment) { delete static_cast<Environment*>(environment); }, current_);
+    EventLoop& loop = EventLoop::enter(context);
+    current_ = new Environment(loop, context);
+    loop.own(current_, [](void* environment) { delete static_cast<Environment*>(environment); });
   }
   return *current_;
 }

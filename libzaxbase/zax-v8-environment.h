@@ -3,16 +3,15 @@
 
 #include <v8.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "zax-backend.h"
 #include "zax-base.h"
 #include "zax-v8-bulk.h"
+#include "zax-v8-loop.h"
 #include "zax-v8-reference.h"
 
 namespace zax {
@@ -28,14 +27,8 @@ class Environment : public NonCopyable {
   /// That of the calling thread, made at the first call. `context` is the main one.
   static Environment& enter(v8::Local<v8::Context> context);
 
-  /// Whether the main thread's environment has ended, and with it what its memory came from: what
-  /// is released later, by a static object, is left to the end of the process. Any thread.
-  static bool isMainOver() { return mainOver_; }
-
   v8::Isolate* isolate() const { return isolate_; }
-
-  /// Calls destroy(object) at the end of the environment, the last first.
-  void own(void* object, void (*destroy)(void*)) { owned_.emplace_back(object, destroy); }
+  EventLoop& loop() { return loop_; }
 
   /// Makes a ZaxBindingError, in the caller's handle scope; empty when script failed on the way.
   v8::MaybeLocal<v8::Value> makeError(const ZaxErrorRecord& record);
@@ -54,12 +47,12 @@ class Environment : public NonCopyable {
  private:
   static constexpr std::size_t slabSize = 65536;  // bytes
 
-  explicit Environment(v8::Local<v8::Context> context);
+  Environment(EventLoop& loop, v8::Local<v8::Context> context);
   ~Environment();
 
   static thread_local Environment* current_;
-  static std::atomic<bool> mainOver_;
 
+  EventLoop& loop_;
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
   v8::Global<v8::Function> captureStackTrace_;
@@ -71,7 +64,6 @@ class Environment : public NonCopyable {
   v8::Global<v8::ArrayBuffer> slab_;
   std::uint8_t* slabData_ = nullptr;
   std::size_t slabUsed_ = slabSize;
-  std::vector<std::pair<void*, void (*)(void*)>> owned_;
 };
 
 /// Catches what script throws within its life, for the backend's callers to take. A termination of

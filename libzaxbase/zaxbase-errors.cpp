@@ -1,4 +1,5 @@
-// What the two roads have in common: the error model and utilities. A part of their units.
+// What the two roads have in common: the error model, the event loop and utilities. A part of their
+// units.
 
 #include "zax-base.cpp"
 #include "zax-debug.cpp"
@@ -10,3 +11,4 @@
 #include "zax-exception.cpp"
 #include "zax-message-buffer.cpp"
 #include "zax-v8-base.cpp"
+#include "zax-v8-loop.cpp"
