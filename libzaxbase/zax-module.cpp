@@ -82,7 +82,7 @@ constexpr const char* declarationsSymbol = "zaxbase.declarations";
 /// The function that gives the declarations, out of sight.
 void addDeclarations(Handle exports, const ModuleContents& contents) {
   auto give = [&contents] { return declare(contents); };
-  using Made = FunctionOf<decltype(give)>;
+  using Made = PlainFunction<decltype(give)>;
   auto* function = new Made(give, Naming{declarationsSymbol, {}, {}});
   backend->own(static_cast<Function*>(function), Made::destroy);
   const Handle value = checked(backend->makeFunction(function));
@@ -99,9 +99,9 @@ void Module::define(const std::string& name, Handle value) {
   exports_.set(name, value);
 }
 
-void Module::add(Function* function, void (*destroy)(void* function)) {
+void Module::add(Function* function, void (*destroy)(void* function), Make make) {
   backend->own(function, destroy);
-  define(function->jsName(), checked(backend->makeFunction(function)));
+  define(function->jsName(), checked(make(function)));
   contents_.entries.push_back({function->jsName(), function->text(), function, nullptr, nullptr});
 }
 

@@ -13,6 +13,7 @@
 #include "zax-v8-bulk.h"
 #include "zax-v8-loop.h"
 #include "zax-v8-reference.h"
+#include "zax-v8-task.h"
 
 namespace zax {
 
@@ -37,6 +38,23 @@ class Environment : public NonCopyable {
   void keepThrown(v8::Local<v8::Value> thrown) { thrown_.Reset(isolate_, thrown); }
   ZaxReference* takeThrown();
 
+  /// A new object that has captured the stack of the script that runs, as far as
+  /// `Error.stackTraceLimit` says; empty when script failed on the way.
+  v8::MaybeLocal<v8::Object> captureStack();
+
+  /// Within its life errors have the stack that `trace` has captured; an empty one, none.
+  class Trace : public NonCopyable {
+   public:
+    Trace(Environment& environment, v8::Local<v8::Object> trace);
+    ~Trace() { environment_.trace_ = outer_; }
+
+   private:
+    Environment& environment_;
+    v8::Local<v8::Object> outer_;
+  };
+
+  Tasks& tasks();
+
   References& references() const { return *references_; }
   BulkMemory& bulk() { return bulk_; }
   ShapeScripts& scriptsOf(const ZaxShape* shape);
@@ -55,7 +73,11 @@ class Environment : public NonCopyable {
   EventLoop& loop_;
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
+  v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::Function> captureStackTrace_;
+  v8::Global<v8::String> stackTraceLimit_;
+  v8::Local<v8::Object> trace_;  ///< the stack for errors; empty: that of the moment
+  std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
   BulkMemory bulk_;

@@ -93,6 +93,52 @@ inline constexpr char makeErrorScript[] = R"script(
 };
 )script";
 
+/// The value is a function of the native `cancel(task)`, which gives the script side of tasks.
+inline constexpr char taskScript[] = R"script(
+(cancel) => {
+  const { Set, WeakMap, process } = globalThis;
+  const { AsyncResource } = process.getBuiltinModule('node:async_hooks');
+  const listeners = new WeakMap(); // of signals, one for all tasks of each
+
+  return {
+    /**
+     * Gives the values of an array to onProgress, in the async context of the task's caller. Called
+     * again after one of them has thrown, it goes on with the next.
+     */
+    deliverer(onProgress) {
+      let next = 0;
+      return AsyncResource.bind((values) => {
+        while (next < values.length) onProgress(values[next++]);
+        next = 0;
+      }, 'ZaxTask');
+    },
+
+    /** Cancels a task when the signal is aborted; returns whether it is already. */
+    listen(signal, task) {
+      if (signal.aborted) return true;
+      let listener = listeners.get(signal);
+      if (!listener) {
+        const tasks = new Set();
+        listener = () => tasks.forEach(cancel);
+        listener.tasks = tasks;
+        signal.addEventListener('abort', listener, { once: true });
+        listeners.set(signal, listener);
+      }
+      listener.tasks.add(task);
+      return false;
+    },
+
+    unlisten(signal, task) {
+      const listener = listeners.get(signal);
+      listener.tasks.delete(task);
+      if (listener.tasks.size > 0) return;
+      listeners.delete(signal);
+      signal.removeEventListener('abort', listener);
+    },
+  };
+};
+)script";
+
 /// Readers and writers of many values are functions with these parameters: an array, the index to
 /// begin with, the index to end before, shared numbers. A reader returns the array of the values
 /// that are no numbers and leaves the index it has come to in the number after the last; a writer
