@@ -113,6 +113,10 @@ inline constexpr char taskScript[] = R"script(
       }, 'ZaxTask');
     },
 
+    raise(error) {
+      throw error;
+    },
+
     /** Cancels a task when the signal is aborted; returns whether it is already. */
     listen(signal, task) {
       if (signal.aborted) return true;
