@@ -106,11 +106,13 @@ inline constexpr char taskScript[] = R"script(
      * again after one of them has thrown, it goes on with the next.
      */
     deliverer(onProgress) {
+      const caller = new AsyncResource('ZaxTask');
       let next = 0;
-      return AsyncResource.bind((values) => {
+      const give = (values) => {
         while (next < values.length) onProgress(values[next++]);
         next = 0;
-      }, 'ZaxTask');
+      };
+      return (values) => caller.runInAsyncScope(give, undefined, values);
     },
 
     raise(error) {

@@ -174,7 +174,7 @@ function meet(file, moment, event, tell) {
   const act = {
     abort: () => controller.abort(),
     collect: () => {
-      gc();
+      globalThis.gc();
       setTimeout(() => controller.abort(), 10);
     },
     terminate: () => {
@@ -223,7 +223,6 @@ const moments = ['call', 'queue', 'run', 'progress', 'settle'];
 const met = (moment, event) => `(${meet})(${JSON.stringify(file)}, '${moment}', '${event}',`;
 
 test('abort, and collected promises, at each moment', async () => {
-  global.gc ??= assert.fail;
   for (const event of ['abort', 'collect']) {
     for (const moment of moments) {
       const told = await new Promise((resolve) => meet(file, moment, event, resolve));
@@ -239,25 +238,29 @@ async function settledLiving() {
   return living();
 }
 
-test('the end of a Worker at each moment, four at once', async () => {
+test('Workers at each moment, all moments at once', async () => {
   const end = async (moment, event) => {
     const script = `const { parentPort } = require('node:worker_threads');
       ${met(moment, event)} (what) => parentPort.postMessage(what));`;
     const worker = new Worker(script, { eval: true });
+    let told = '';
     worker.on('error', () => {});
-    worker.on('message', () => worker.terminate());
-    return `${event} ${moment} ${await new Promise((r) => worker.on('exit', r))}`;
+    worker.on('message', (what) => {
+      told = what;
+      if (what === 'now') worker.terminate();
+    });
+    const code = await new Promise((resolve) => worker.on('exit', resolve));
+    return `${moment} ${told} ${code}`;
   };
-  for (const [event, code] of [
-    ['terminate', 1],
-    ['exit', 3],
-    ['throw', 1],
-  ]) {
+  for (const [event, how] of Object.entries({
+    abort: 'over 0',
+    terminate: 'now 1',
+    exit: ' 3',
+    throw: ' 1',
+  })) {
     const ended = await Promise.all(moments.map((moment) => end(moment, event)));
-    assert.deepEqual(
-      ended,
-      moments.map((moment) => `${event} ${moment} ${code}`),
-    );
+    const expected = moments.map((moment) => `${moment} ${how}`);
+    assert.deepEqual(ended, expected, event);
   }
   assert.equal(await settledLiving(), 0);
 });
