@@ -55,24 +55,34 @@ bool TaskJob::deliverProgress() {
   if (deliver_.IsEmpty() || isolate->IsExecutionTerminating()) return false;
   const v8::HandleScope scope(isolate);
   ZaxValue* values[mostProgress];
-  const v8::TryCatch tryCatch(isolate);
-  const std::size_t count = task_->takeProgress(task_, values, mostProgress);
-  if (count > 0) {
-    auto* locals = reinterpret_cast<v8::Local<v8::Value>*>(values);
-    giveProgress(v8::Array::New(isolate, locals, count));
-  }
-  if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
-  return count == mostProgress || tryCatch.HasCaught();
+  v8::Local<v8::Value> refusal;
+  const std::size_t count = takeProgress(values, &refusal);
+  if (count == 0 && refusal.IsEmpty()) return false;
+  auto* locals = reinterpret_cast<v8::Local<v8::Value>*>(values);
+  giveProgress(v8::Array::New(isolate, locals, count),
+               v8::Array::New(isolate, &refusal, refusal.IsEmpty() ? 0 : 1));
+  return count == mostProgress || !refusal.IsEmpty();
 }
 
-/// What onProgress throws is an uncaught exception; the values after that are given all the same.
-void TaskJob::giveProgress(v8::Local<v8::Value> values) {
+/// `*refusal`: the error of a value that has no form in JavaScript. It is not on its way any more
+/// when this returns, as script could not run with it.
+std::size_t TaskJob::takeProgress(ZaxValue** values, v8::Local<v8::Value>* refusal) {
+  const v8::TryCatch tryCatch(tasks_.isolate_);
+  const std::size_t count = task_->takeProgress(task_, values, mostProgress);
+  *refusal = tryCatch.Exception();
+  return count;
+}
+
+/// What onProgress throws is an uncaught exception, and so is a refusal; the values after that are
+/// given all the same.
+void TaskJob::giveProgress(v8::Local<v8::Value> values, v8::Local<v8::Value> refusals) {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::Local<v8::Context> context = isolate->GetCurrentContext();
   const v8::Local<v8::Function> deliver = deliver_.Get(isolate);
+  v8::Local<v8::Value> arguments[] = {values, refusals};
   while (!isolate->IsExecutionTerminating()) {
     const v8::TryCatch tryCatch(isolate);
-    if (!deliver->Call(context, v8::Undefined(isolate), 1, &values).IsEmpty()) return;
+    if (!deliver->Call(context, v8::Undefined(isolate), 2, arguments).IsEmpty()) return;
     if (!tryCatch.HasTerminated()) node::FatalException(isolate, tryCatch);
   }
 }

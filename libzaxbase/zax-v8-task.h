@@ -37,7 +37,8 @@ class TaskJob : public PoolWork {
   void finish(bool ran) override;
   void cancel() override;
 
-  void giveProgress(v8::Local<v8::Value> values);
+  std::size_t takeProgress(ZaxValue** values, v8::Local<v8::Value>* refusal);
+  void giveProgress(v8::Local<v8::Value> values, v8::Local<v8::Value> refusals);
   void settleFrom(v8::Local<v8::Context> context);
   v8::Local<v8::Value> reason(v8::Local<v8::Context> context) const;
 
