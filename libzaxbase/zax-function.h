@@ -57,8 +57,9 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// What follows the name in a declaration file, as in `(values: number[]): number`.
-  std::string declaration() const;
+  /// What follows the name in a declaration file, as in `(values: number[]): number`; a line for
+  /// each parameter, indented further than the name is, where one does not hold them all.
+  std::string declaration(const std::string& indentation) const;
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
 
@@ -76,6 +77,7 @@ class Function : public ZaxFunction {
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
   std::string parameterName(int index) const;
+  std::string declareParameter(int index) const;
 
   std::string name_;
   std::vector<std::string> names_;
