@@ -298,21 +298,28 @@ void onCall(const Info& info) {
   if (result) info.GetReturnValue().Set(toLocal(result));
 }
 
-/// What V8 calls for every task: whatever fails rejects the promise.
-void onTaskCall(const Info& info) {
-  v8::Isolate* isolate = info.GetIsolate();
-  v8::TryCatch tryCatch(isolate);
+/// Calls a task's function; returns what it has thrown, which is not on its way any more, as the
+/// script that a rejection runs (hooks of promises) could not run with it.
+v8::Local<v8::Value> startFrom(const Info& info) {
+  v8::TryCatch tryCatch(info.GetIsolate());
   ZaxValue* promise = enter(info);
   if (promise) {
     info.GetReturnValue().Set(toLocal(promise));
   } else if (tryCatch.HasTerminated()) {
     tryCatch.ReThrow();
-  } else if (tryCatch.HasCaught()) {
-    v8::Local<v8::Promise::Resolver> resolver;
-    if (!v8::Promise::Resolver::New(context()).ToLocal(&resolver)) return;
-    resolver->Reject(context(), tryCatch.Exception()).FromMaybe(false);
-    info.GetReturnValue().Set(resolver->GetPromise());
+  } else {
+    return tryCatch.Exception();
   }
+  return {};
+}
+
+/// What V8 calls for every task: whatever fails rejects the promise.
+void onTaskCall(const Info& info) {
+  const v8::Local<v8::Value> thrown = startFrom(info);
+  v8::Local<v8::Promise::Resolver> resolver;
+  if (thrown.IsEmpty() || !v8::Promise::Resolver::New(context()).ToLocal(&resolver)) return;
+  resolver->Reject(context(), thrown).FromMaybe(false);
+  info.GetReturnValue().Set(resolver->GetPromise());
 }
 
 ZaxValue* makeFunctionOf(const ZaxFunction* function, v8::FunctionCallback onCalled) {

@@ -103,14 +103,18 @@ void TaskJob::settleFrom(v8::Local<v8::Context> context) {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::Local<v8::Promise::Resolver> resolver = resolver_.Get(isolate);
   const Environment::Trace trace(tasks_.environment_, trace_.Get(isolate));
-  v8::TryCatch tryCatch(isolate);
-  ZaxValue* result = ran_ ? task_->result(task_) : nullptr;
-  if (tryCatch.HasTerminated()) return;
+  v8::Local<v8::Value> thrown;
+  ZaxValue* result = nullptr;
+  if (ran_) {
+    const v8::TryCatch tryCatch(isolate);
+    result = task_->result(task_);
+    if (tryCatch.HasTerminated()) return;
+    thrown = tryCatch.Exception();
+  }
   if (result) {
     resolver->Resolve(context, toLocal(result)).FromMaybe(false);
   } else {
-    const auto why = tryCatch.HasCaught() ? tryCatch.Exception() : reason(context);
-    resolver->Reject(context, why).FromMaybe(false);
+    resolver->Reject(context, thrown.IsEmpty() ? reason(context) : thrown).FromMaybe(false);
   }
 }
 
