@@ -133,6 +133,10 @@ struct CallOf {
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
+    static_assert(
+        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
+        "a parameter must be a value or a const reference: what a function writes to a "
+        "reference would not reach JavaScript; return it");
     return Arguments{readOne<std::decay_t<P>>(invocation, I)...};
   }
 
@@ -147,10 +151,6 @@ struct CallOf {
 
   template <typename F>
   static ZaxValue* run(F& callable, const Function& /*function*/, Invocation& invocation) {
-    static_assert(
-        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
-        "a parameter must be a value or a const reference: what a function writes to a "
-        "reference would not reach JavaScript; return it");
     constexpr auto index = std::index_sequence_for<P...>();
     [[maybe_unused]] MaybeKeeper keeper;
     Arguments arguments = read(invocation, index);
