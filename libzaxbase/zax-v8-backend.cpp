@@ -298,28 +298,17 @@ void onCall(const Info& info) {
   if (result) info.GetReturnValue().Set(toLocal(result));
 }
 
-/// Calls a task's function; returns what it has thrown, which is not on its way any more, as the
-/// script that a rejection runs (hooks of promises) could not run with it.
-v8::Local<v8::Value> startFrom(const Info& info) {
-  v8::TryCatch tryCatch(info.GetIsolate());
-  ZaxValue* promise = enter(info);
-  if (promise) {
-    info.GetReturnValue().Set(toLocal(promise));
-  } else if (tryCatch.HasTerminated()) {
-    tryCatch.ReThrow();
-  } else {
-    return tryCatch.Exception();
-  }
-  return {};
-}
-
 /// What V8 calls for every task: whatever fails rejects the promise.
 void onTaskCall(const Info& info) {
-  const v8::Local<v8::Value> thrown = startFrom(info);
+  ZaxValue* promise = nullptr;
+  const v8::Local<v8::Value> thrown = thrownBy(info.GetIsolate(), [&] { promise = enter(info); });
   v8::Local<v8::Promise::Resolver> resolver;
-  if (thrown.IsEmpty() || !v8::Promise::Resolver::New(context()).ToLocal(&resolver)) return;
-  resolver->Reject(context(), thrown).FromMaybe(false);
-  info.GetReturnValue().Set(resolver->GetPromise());
+  if (promise) {
+    info.GetReturnValue().Set(toLocal(promise));
+  } else if (!thrown.IsEmpty() && v8::Promise::Resolver::New(context()).ToLocal(&resolver)) {
+    resolver->Reject(context(), thrown).FromMaybe(false);
+    info.GetReturnValue().Set(resolver->GetPromise());
+  }
 }
 
 ZaxValue* makeFunctionOf(const ZaxFunction* function, v8::FunctionCallback onCalled) {

@@ -108,17 +108,19 @@ inline constexpr char taskScript[] = R"script(
 
   return {
     /**
-     * Gives the values of an array to onProgress, in the async context of the task's caller, and
-     * throws what is in a second one. Called again after one of them has thrown, it goes on with
-     * the next.
+     * Gives the values of an array to onProgress, in the async context of the task's caller. Called
+     * again after one of them has thrown, it goes on with the next.
      */
     deliverer(onProgress) {
       let next = 0;
-      return AsyncResource.bind((values, refusals) => {
+      return AsyncResource.bind((values) => {
         while (next < values.length) onProgress(values[next++]);
-        if (refusals.length > 0) throw refusals.pop();
         next = 0;
       }, 'ZaxTask');
+    },
+
+    raise(error) {
+      throw error;
     },
 
     /** Cancels a task when the signal is aborted; returns whether it is already. */

@@ -37,8 +37,7 @@ class TaskJob : public PoolWork {
   void finish(bool ran) override;
   void cancel() override;
 
-  std::size_t takeProgress(ZaxValue** values, v8::Local<v8::Value>* refusal);
-  void giveProgress(v8::Local<v8::Value> values, v8::Local<v8::Value> refusals);
+  bool callProgress(const v8::Global<v8::Function>& function, v8::Local<v8::Value> argument);
   void settleFrom(v8::Local<v8::Context> context);
   v8::Local<v8::Value> reason(v8::Local<v8::Context> context) const;
 
@@ -93,6 +92,7 @@ class Tasks : public NonCopyable {
   std::vector<TaskJob*> over_;            ///< to be settled
   v8::Global<v8::Object> resource_;
   v8::Global<v8::Function> deliverer_;
+  v8::Global<v8::Function> raise_;
   v8::Global<v8::Function> listen_;
   v8::Global<v8::Function> unlisten_;
 };
