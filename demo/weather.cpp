@@ -58,12 +58,12 @@ unsigned checksum(const zax::Bytes& bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), 0U);
 }
 
-/// What becomes of a state after some steps of a tenth of a microsecond. Tells its progress in
+/// What becomes of a state after some steps of half a microsecond. Tells its progress in
 /// percent.
 State forecast(State state, unsigned steps, const zax::Progress<int>& progress,
                const zax::Cancellation& cancellation) {
   constexpr int parts = 20;
-  constexpr double dt = 1e-7;
+  constexpr double dt = 5e-7;
   for (int part = 0; part < parts; progress(100 * ++part / parts)) {
     for (unsigned step = 0; step < steps / parts; ++step) {
       if (step % 1024 == 0) cancellation.check();
