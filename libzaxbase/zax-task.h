@@ -51,8 +51,8 @@ class Cancellation {
 };
 
 /// The way of a task's progress values to the JavaScript thread, in the order of posting. At most
-/// `capacity` of them wait; then a poster waits as well, until the JavaScript thread has taken some
-/// or the way is closed. The JavaScript thread itself never waits.
+/// `capacity` of them are on it, half of them collected: then a poster waits, until the JavaScript
+/// thread has taken those or the way is closed. The JavaScript thread itself never waits.
 class ProgressChannel {
  public:
   static constexpr std::size_t capacity = 16384;
@@ -135,9 +135,9 @@ class ProgressChannelOf : public ProgressChannel {
 
 /// A parameter of a task, which JavaScript does not see: `progress(value)` hands a value to the
 /// caller's onProgress. Every value that is posted before the task ends is delivered, in order and
-/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values
-/// waiting a call waits for the JavaScript thread. Copies share all this, on any thread; what they
-/// post after the task's end is dropped.
+/// before the promise settles. Without an onProgress a call does nothing. At most 16,384 values are
+/// on their way: with 8,192 that the JavaScript thread has not begun to take a call waits for it.
+/// Copies share all this, on any thread; what they post after the task's end is dropped.
 template <typename T>
 class Progress {
  public:
