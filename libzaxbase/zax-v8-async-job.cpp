@@ -10,17 +10,51 @@
 
 #include "zax-exception-errno.h"
 #include "zax-v8-error.h"
+#include "zax-v8-loop.h"
 
 namespace zax {
 
 using Failed = ErrnoGenericException<EFAILED>;
 
-AsyncJob::AsyncJob(const Callback& jobCallback) : callback(jobCallback) { request_.data = this; }
+namespace {
+
+/// A job of a Worker on the pool: when the environment ends, one that waits is dropped, and one
+/// that runs is waited for; nobody gets their replies.
+class WorkerJob : public PoolWork {
+ public:
+  explicit WorkerJob(uv_work_t& request) : request_(request) {}
+
+ private:
+  void run() override { AsyncJob::onBeginJob(&request_); }
+  void cancel() override {}
+
+  void finish(bool /*ran*/) override {
+    if (EventLoop::current()->isEnding()) {
+      asyncNotificationsRun();
+      static_cast<AsyncJob*>(request_.data)->releaseReference();
+    } else {
+      AsyncJob::onAfterJob(&request_, 0);
+    }
+    delete this;
+  }
+
+  uv_work_t& request_;  // the job's
+};
+
+}  // namespace
+
+AsyncJob::AsyncJob(const Callback& jobCallback)
+    : callback(jobCallback), notifications_(notificationQueue()) {
+  request_.data = this;
+}
 
 void AsyncJob::afterJob() { reply(); }
 
 void AsyncJob::start() {
   addReference();
+  EventLoop* loop = EventLoop::current();
+  if (loop && !loop->isMain()) return loop->queue(*new WorkerJob(request_));
+  // The end of the process waits for what is queued here, and runs it.
   if (uv_queue_work(uv_default_loop(), &request_, onBeginJob, onAfterJob) != 0) std::abort();
 }
 
@@ -123,7 +157,7 @@ void AsyncJob::replyAfterJob() {
 }
 
 void AsyncJob::notify(AsyncNotification* notification) {
-  switch (postNotification(notification)) {
+  switch (postTo(*notification->job_->notifications_, notification)) {
     case Refused::handle:
       throw Failed(__("uv_async_init failed"), ZAX_DEBUG_INFO);
     case Refused::signal:

@@ -97,6 +97,7 @@ class AsyncJob : public NonCopyable {
 
   std::unique_ptr<ErrorInfo> error_;  // 5 KB that few jobs need
   std::string unknownExceptionCode_;
+  const std::shared_ptr<NotificationQueue> notifications_;  // those of the job's thread
 };
 
 }  // namespace zax

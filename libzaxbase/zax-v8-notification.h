@@ -5,11 +5,13 @@
 #include <v8.h>
 
 #include <cstddef>
+#include <memory>
 #include <new>
 
 namespace zax {
 
 class AsyncJob;
+class NotificationQueue;
 
 /// Something that a job tells the script while it works. A job makes one with `new` in beginJob and
 /// hands it to AsyncJob::notify; it is executed once, in the order of posting, before the job's
@@ -38,20 +40,26 @@ class AsyncNotification {
   void deliver(v8::Local<v8::Value> value);
 
  private:
+  friend class AsyncJob;
   friend class NotificationQueue;
 
   AsyncJob* job_;
   AsyncNotification* next_ = nullptr;
 };
 
-/// What libuv refuses of a post.
+/// The queue of the calling JavaScript thread, made at the first call. For jobs, which keep that of
+/// the thread that they belong to.
+const std::shared_ptr<NotificationQueue>& notificationQueue();
+
+/// What libuv refused when a notification was posted.
 enum class Refused { nothing, handle, signal };
 
-/// What AsyncJob::notify does but for its exceptions: tells what libuv refused.
-Refused postNotification(AsyncNotification* notification);
+/// Appends to a queue and signals its thread. Any thread. For AsyncJob::notify.
+Refused postTo(NotificationQueue& queue, AsyncNotification* notification);
 
-/// Executes and deletes all pending notifications, first in, first out. JavaScript thread; threads
-/// that post meanwhile wait until it has returned.
+/// Executes and deletes all notifications that are pending for the calling JavaScript thread, first
+/// in, first out; once its environment is ending, only deletes them. Threads that post to it
+/// meanwhile wait until it has returned.
 void asyncNotificationsRun();
 
 /// The same, as libuv calls it.

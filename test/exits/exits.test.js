@@ -129,6 +129,52 @@ for (const [how, printed, message] of [
 nativeEnds('a callback is kept', 0)`bridge.keep(() => {});`;
 nativeEnds('a callback is kept at exit', 3)`bridge.keep(() => {}); process.exit(3);`;
 
+// A Worker that loads the binary first has its own jobs. Those that it leaves behind would take minutes.
+const inWorker = (script) =>
+  JSON.stringify(`
+    const { parentPort } = require('node:worker_threads');
+    const { bridge } = require('../support');
+    const spin = (ms) => { for (const end = Date.now() + ms; Date.now() < end; ); };
+    const start = (count, steps, callback = () => {}) => {
+      while (count-- > 0) bridge.job('', steps, ['reply'], '', callback);
+    };
+    ${script}`);
+const workerEnds = endsWith(`
+  const { Worker } = require('node:worker_threads');
+  const { log } = console;
+  const begin = (script) => new Worker(script, { eval: true })
+    .on('exit', (code) => log('ended', code)).on('error', (error) => log(error.message));
+`);
+
+workerEnds('a Worker has jobs', 3, '0 1\n0 2\n0 done\nalive\nended 5\n')`
+  const worker = begin(${inWorker(`
+    bridge.keep(() => {});
+    start(1, ['notify', 'wait', 'notify'], (...reply) => {
+      console.log(...reply);
+      const later = () => { console.log('alive'); process.exit(5); };
+      if (reply[1] === 'done') setTimeout(later, 20).unref();
+    });`)});
+  worker.on('exit', () => process.exit(3));`;
+const tell = 'parentPort.postMessage(0); for (;;);';
+for (const [end, status, stdout, ofWorker, ofMain] of [
+  ['terminate', 0, 'ended 1\n', tell, 'worker.terminate()'],
+  ['exit in the main thread', 3, '', tell, 'process.exit(3)'],
+  ['exit in the Worker', 0, 'ended 5\n', 'process.exit(5)'],
+  ['exception', 0, 'thrown\nended 1\n', 'throw new Error("thrown")'],
+]) {
+  for (const [moment, script] of [
+    ['jobs waiting', 'start(4000, ["wait"]); setTimeout(act, 20);'],
+    ['notifications pending', 'start(4000, ["notify", "wait", "notify"]); spin(150); act();'],
+    ['a notification', 'start(4000, ["notify", "wait", "notify"], () => { spin(150); act(); });'],
+    ['a reply', 'start(4000, ["wait"], act);'],
+    ['an error reply', 'start(4000, ["wait", "zax"], act);'],
+  ]) {
+    workerEnds(`${end} with a Worker's jobs: ${moment}`, status, stdout)`
+      const worker = begin(${inWorker(`const act = () => { ${ofWorker} }; ${script}`)});
+      worker.on('message', () => { ${ofMain} });`;
+  }
+}
+
 const absent = (name) => `JS object ${name} is not a function\n`;
 const tooLong = `Error message exceeds buffer size: ${'x'.repeat(5000)}\n`;
 nativeEnds('a message that does not fit', 0, 'MINE Error message buffer overflow\n', tooLong)`
