@@ -21,6 +21,9 @@ namespace zax {
 /// and deletes itself when its last reference is released: normally the one that `start` took,
 /// after the reply. A job whose callback is empty replies to nobody.
 ///
+/// A job belongs to the JavaScript thread that makes it. When that is a Worker's and ends, a job
+/// that waits for the pool is deleted and one that runs is waited for; they reply to nobody.
+///
 /// The reference count may change on any thread; the last reference is released on the JavaScript
 /// thread, because the callback goes with it. Everything else has one thread at a time: the
 /// JavaScript thread until `start`, a pool thread during `beginJob`, the JavaScript thread again
@@ -43,8 +46,8 @@ class AsyncJob : public NonCopyable {
 
   virtual ~AsyncJob() = default;
 
-  /// Queues the job on the default loop's pool. JavaScript thread, once. Ends the process when
-  /// libuv refuses the work.
+  /// Queues the job on the libuv pool. JavaScript thread, once. Ends the process when libuv refuses
+  /// the work.
   void start();
 
   /// Any thread.
@@ -72,8 +75,8 @@ class AsyncJob : public NonCopyable {
   /// notification's execute, which holds the lock that this takes. Throws
   /// ErrnoGenericException<EFAILED> when libuv refuses; the notification then stays queued.
   ///
-  /// The first call of the process creates the async handle, on whichever thread it comes from;
-  /// from then on the handle keeps the event loop alive.
+  /// The first one for a JavaScript thread keeps its event loop alive from then on, by an async
+  /// handle; that of the main thread is created on whichever thread the call comes from.
   static void notify(AsyncNotification* notification);
 
   /// What libuv calls on the pool thread and on the JavaScript thread.

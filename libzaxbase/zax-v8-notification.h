@@ -15,7 +15,7 @@ class NotificationQueue;
 
 /// Something that a job tells the script while it works. A job makes one with `new` in beginJob and
 /// hands it to AsyncJob::notify; it is executed once, in the order of posting, before the job's
-/// reply, and then deleted. Keeps its job alive.
+/// reply, and then deleted; only deleted when a Worker ends before. Keeps its job alive.
 class AsyncNotification {
  public:
   /// Any thread that holds a reference to the job, as beginJob does.

@@ -14,13 +14,12 @@ struct Living {
   Living() { ++count; }
   ~Living() { --count; }
 
-  struct Counter : std::atomic<int> {
-    ~Counter() {
-      if (*this != 0) std::fprintf(stderr, "%d still live\n", load());
+  struct Count : std::atomic<int> {
+    ~Count() {
+      if (load() != 0) std::fprintf(stderr, "%d still live\n", load());
     }
-    using std::atomic<int>::atomic;
   };
-  static inline Counter count{0};
+  static inline Count count{0};
 };
 
 using Steps = std::list<std::string>;
