@@ -44,7 +44,7 @@ class WorkerJob : public PoolWork {
 }  // namespace
 
 AsyncJob::AsyncJob(const Callback& jobCallback)
-    : callback(jobCallback), notifications_(notificationQueue()) {
+    : callback(jobCallback), notifications_(NotificationQueue::enter()) {
   request_.data = this;
 }
 
@@ -52,8 +52,8 @@ void AsyncJob::afterJob() { reply(); }
 
 void AsyncJob::start() {
   addReference();
-  EventLoop* loop = EventLoop::current();
-  if (loop && !loop->isMain()) return loop->queue(*new WorkerJob(request_));
+  EventLoop* loop = notifications_->loopOfWorker();
+  if (loop) return loop->queue(*new WorkerJob(request_));
   // The end of the process waits for what is queued here, and runs it.
   if (uv_queue_work(uv_default_loop(), &request_, onBeginJob, onAfterJob) != 0) std::abort();
 }
@@ -131,7 +131,7 @@ void AsyncJob::onBeginJob(uv_work_t* request) {
 void AsyncJob::onAfterJob(uv_work_t* request, int /*status*/) {
   AsyncJob* job = static_cast<AsyncJob*>(request->data);
   Nan::HandleScope scope;
-  asyncNotificationsRun();
+  job->notifications_->run();
   if (job->hasError()) {
     ZAXError(*job->error_).sendReply(job->callback);
   } else {
@@ -157,12 +157,12 @@ void AsyncJob::replyAfterJob() {
 }
 
 void AsyncJob::notify(AsyncNotification* notification) {
-  switch (postTo(*notification->job_->notifications_, notification)) {
-    case Refused::handle:
+  switch (notification->job_->notifications_->post(notification)) {
+    case NotificationQueue::Refused::handle:
       throw Failed(__("uv_async_init failed"), ZAX_DEBUG_INFO);
-    case Refused::signal:
+    case NotificationQueue::Refused::signal:
       throw Failed(__("uv_async_send failed"), ZAX_DEBUG_INFO);
-    case Refused::nothing:
+    case NotificationQueue::Refused::nothing:
       return;
   }
 }

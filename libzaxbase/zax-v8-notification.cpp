@@ -14,48 +14,6 @@
 
 namespace zax {
 
-/// Free memory for notifications, a chain of blocks of one size. A notification is made on one
-/// thread and deleted on another, which an allocator finds hardest: so a drain keeps what it
-/// deletes, and the next thread that posts takes all of it along, both under the lock that they
-/// hold anyway.
-class SpareMemory : public NonCopyable {
- public:
-  static constexpr std::size_t blockSize = 64;  // bytes
-  static constexpr std::size_t maxBlocks = 16384;
-
-  ~SpareMemory() {
-    while (first_) ::operator delete(take());
-  }
-
-  bool empty() const { return !first_; }
-
-  void* take() noexcept {
-    --count_;
-    return std::exchange(first_, first_->next);
-  }
-
-  /// Whether there was room for the block.
-  bool give(void* memory) noexcept {
-    if (count_ == maxBlocks) return false;
-    first_ = new (memory) Block{first_};
-    ++count_;
-    return true;
-  }
-
-  void swap(SpareMemory& other) noexcept {
-    std::swap(first_, other.first_);
-    std::swap(count_, other.count_);
-  }
-
- private:
-  struct Block {
-    Block* next;
-  };
-
-  Block* first_ = nullptr;
-  std::size_t count_ = 0;
-};
-
 namespace {
 
 thread_local SpareMemory ownMemory;
@@ -93,52 +51,18 @@ class Drain : public NonCopyable {
 
 thread_local Drain* Drain::current_ = nullptr;
 
+using QueuePointer = std::shared_ptr<NotificationQueue>;
+
 /// The calling JavaScript thread's, once it has been asked for.
-thread_local const std::shared_ptr<NotificationQueue>* currentQueue = nullptr;
+thread_local const QueuePointer* currentQueue = nullptr;
 
 }  // namespace
-
-/// Notifications that wait for one JavaScript thread, in the order of posting. Owns them and links
-/// them through themselves, so that posting makes no node. That of the main thread lasts as long as
-/// the process; that of a Worker ends with the environment, and the last job that keeps it then
-/// destroys it.
-class NotificationQueue : public NonCopyable {
- public:
-  NotificationQueue() = default;
-  explicit NotificationQueue(EventLoop& loopOfWorker);
-
-  /// Any thread.
-  Refused post(AsyncNotification* notification);
-
-  /// JavaScript thread: executes and deletes what is pending.
-  void drain();
-
-  /// JavaScript thread: deletes what is pending; for good once the signal is closed: what is posted
-  /// from then on is deleted at once.
-  void drop(bool forGood = false);
-
- private:
-  std::size_t push(AsyncNotification* notification);
-  AsyncNotification* pop();
-  bool makeSignal(uv_loop_t* loop);
-  void executeFirst(v8::Isolate* isolate);
-
-  std::mutex lock_;  ///< guards the rest; held for the whole of a drain
-  AsyncNotification* first_ = nullptr;
-  AsyncNotification* last_ = nullptr;
-  std::size_t size_ = 0;
-  SpareMemory spare_;
-  uv_async_t signal_;  ///< wakes the JavaScript thread, and from its first use keeps it alive
-  bool hasSignal_ = false;
-  const bool ofWorker_ = false;
-  bool over_ = false;
-};
 
 NotificationQueue g_asyncNotifications;
 
 /// The signal is made now, on the thread that runs the loop. For the main thread the first
 /// notification makes it.
-NotificationQueue::NotificationQueue(EventLoop& loopOfWorker) : ofWorker_(true) {
+NotificationQueue::NotificationQueue(EventLoop& loopOfWorker) : loop_(&loopOfWorker) {
   if (!makeSignal(loopOfWorker.handle())) std::abort();
   auto* handle = reinterpret_cast<uv_handle_t*>(&signal_);
   uv_unref(handle);
@@ -162,7 +86,7 @@ AsyncNotification* NotificationQueue::pop() {
   return std::exchange(first_, first_->next_);
 }
 
-Refused NotificationQueue::post(AsyncNotification* notification) {
+NotificationQueue::Refused NotificationQueue::post(AsyncNotification* notification) {
   std::unique_lock<std::mutex> lock(lock_);
   if (over_) {
     lock.unlock();
@@ -173,19 +97,24 @@ Refused NotificationQueue::post(AsyncNotification* notification) {
   if (ownMemory.empty()) ownMemory.swap(spare_);
   if (!hasSignal_ && !makeSignal(uv_default_loop())) return Refused::handle;
   // The thread that the signal wakes takes the lock at once, but a Worker's loop could end without.
-  if (!ofWorker_) lock.unlock();
+  if (!loop_) lock.unlock();
   if (uv_async_send(&signal_) != 0) return Refused::signal;
-  if (ofWorker_) lock.unlock();
+  if (loop_) lock.unlock();
   // Where both threads share a core, the JavaScript thread gets its turn before the queue has grown
   // to megabytes.
   if (pending % 8192 == 0) std::this_thread::yield();
   return Refused::nothing;
 }
 
-void NotificationQueue::drain() {
+void NotificationQueue::run() {
   std::unique_lock<std::mutex> hold(lock_);
   if (!first_) return;
-  if (ofWorker_) {
+  if (!loop_ || !loop_->isEnding()) return drain(hold);
+  while (first_) delete pop();
+}
+
+void NotificationQueue::drain(std::unique_lock<std::mutex>& hold) {
+  if (loop_) {
     uv_ref(reinterpret_cast<uv_handle_t*>(&signal_));
   } else {
     [[maybe_unused]] static const bool hooked = Drain::hookExit();
@@ -203,9 +132,9 @@ void NotificationQueue::executeFirst(v8::Isolate* isolate) {
   reportUncaught(isolate, tryCatch);
 }
 
-void NotificationQueue::drop(bool forGood) {
+void NotificationQueue::end() {
   const std::lock_guard<std::mutex> lock(lock_);
-  over_ = forGood;
+  over_ = true;
   while (first_) delete pop();
 }
 
@@ -238,8 +167,6 @@ void AsyncNotification::deliver(v8::Local<v8::Value> value) {
 
 namespace {
 
-using QueuePointer = std::shared_ptr<NotificationQueue>;
-
 /// Counts nobody: a job of the main thread pays nothing for keeping it.
 const QueuePointer ofMainThread(std::shared_ptr<void>(), &g_asyncNotifications);
 
@@ -252,27 +179,20 @@ const QueuePointer* enterQueue() {
   loop.own(queue, [](void* owned) {
     const std::unique_ptr<QueuePointer> ended(static_cast<QueuePointer*>(owned));
     currentQueue = nullptr;
-    (*ended)->drop(true);
+    (*ended)->end();
   });
   return queue;
 }
 
 }  // namespace
 
-const std::shared_ptr<NotificationQueue>& notificationQueue() {
+const QueuePointer& NotificationQueue::enter() {
   if (!currentQueue) currentQueue = enterQueue();
   return *currentQueue;
 }
 
-Refused postTo(NotificationQueue& queue, AsyncNotification* notification) {
-  return queue.post(notification);
-}
-
 void asyncNotificationsRun() {
-  if (!currentQueue) return;
-  const EventLoop* loop = EventLoop::current();
-  if (loop && loop->isEnding()) return (*currentQueue)->drop();
-  (*currentQueue)->drain();
+  if (currentQueue) (*currentQueue)->run();
 }
 
 void asyncNotificationsRunCallback(uv_async_t* /*handle*/) {
