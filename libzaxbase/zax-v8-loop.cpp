@@ -16,7 +16,8 @@ EventLoop::EventLoop(v8::Local<v8::Context> context)
     : isolate_(v8::Isolate::GetCurrent()),
       loop_(node::GetCurrentEventLoop(isolate_)),
       hook_(node::AddEnvironmentCleanupHook(isolate_, onEnd, this)) {
-  node::AtExit(node::GetCurrentEnvironment(context), onExit, nullptr);
+  // A Worker always ends by onEnd; before that its threads may need what this one holds.
+  if (isMain()) node::AtExit(node::GetCurrentEnvironment(context), onExit, nullptr);
 }
 
 EventLoop::~EventLoop() {
@@ -27,7 +28,7 @@ EventLoop::~EventLoop() {
     destroy(object);
   }
   current_ = nullptr;
-  if (loop_ == uv_default_loop()) mainOver_ = true;
+  if (isMain()) mainOver_ = true;
 }
 
 uv_req_t* EventLoop::asRequest(PoolWork& work) {
