@@ -174,7 +174,7 @@ function meet(file, moment, event, tell) {
   const act = {
     abort: () => controller.abort(),
     collect: () => {
-      gc();
+      global.gc();
       setTimeout(() => controller.abort(), 10);
     },
     terminate: () => {
