@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "zax-base.h"
+
 namespace zax {
 
 Cancelled::Cancelled()
