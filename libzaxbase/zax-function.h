@@ -4,7 +4,6 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -51,7 +50,8 @@ class Function : public ZaxFunction {
   /// Throws nothing.
   using Run = ZaxValue* (*)(const Function& function, Invocation& invocation);
 
-  Function(const Naming& naming, const Signature& signature, Run run);
+  /// `invoke` is an enter<run>.
+  Function(const Naming& naming, const Signature& signature, decltype(ZaxFunction::invoke) invoke);
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
@@ -61,14 +61,22 @@ class Function : public ZaxFunction {
   const std::string& jsName() const { return name_; }
 
  protected:
+  /// What JavaScript calls: counts the arguments and runs.
+  template <Run run>
+  static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
+                         int count) {
+    const auto& function = *static_cast<const Function*>(self);
+    Invocation invocation{call, arguments, count};
+    const bool fits = count >= function.length && count <= function.parameters;
+    return fits ? run(function, invocation) : function.refuseCount(invocation);
+  }
+
   /// For the handler of an exception, or null: throws it into script and returns null.
   ZaxValue* fail(const Invocation& invocation, std::exception* thrown) const noexcept;
 
   ~Function();
 
  private:
-  static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
-                         int count);
   /// Out of line, because the stack would have room for an exception in every call.
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
@@ -77,7 +85,6 @@ class Function : public ZaxFunction {
   std::vector<std::string> names_;
   std::string text_;
   const Signature& signature_;
-  Run run_;
 };
 
 /// For the handler of an exception: throws it into script, with the place in JavaScript's terms
@@ -101,10 +108,21 @@ constexpr int requiredCount() {
 
 struct NoKeeper {};
 
+/// The arguments of a call, each made where it lies: to move a short text takes as long as to read
+/// one.
+template <typename Index, typename... T>
+struct ArgumentList;
+template <std::size_t I, typename T>
+struct Argument {
+  T value;
+};
+template <std::size_t... I, typename... T>
+struct ArgumentList<std::index_sequence<I...>, T...> : Argument<I, T>... {};
+
 /// The conversions of a call to a callable that takes P... and returns R.
 template <typename R, typename... P>
 struct CallOf {
-  using Arguments = std::tuple<std::decay_t<P>...>;
+  using Arguments = ArgumentList<std::index_sequence_for<P...>, std::decay_t<P>...>;
   using Result = std::decay_t<R>;
   using MaybeKeeper =
       std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
@@ -123,7 +141,7 @@ struct CallOf {
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
-    return Arguments{readOne<std::decay_t<P>>(invocation, I)...};
+    return {{readOne<std::decay_t<P>>(invocation, I)}...};
   }
 
   template <typename T>
@@ -132,7 +150,9 @@ struct CallOf {
       if (position >= invocation.count) return std::nullopt;
     }
     invocation.position = position;
-    return from<T>(Handle(invocation.arguments[position]));
+    T argument = from<T>(Handle(invocation.arguments[position]));
+    invocation.position = Invocation::working;
+    return argument;
   }
 
   template <typename F>
@@ -141,23 +161,29 @@ struct CallOf {
         ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
         "a parameter must be a value or a const reference: what a function writes to a "
         "reference would not reach JavaScript; return it");
-    constexpr auto index = std::index_sequence_for<P...>();
-    [[maybe_unused]] MaybeKeeper keeper;
-    Arguments arguments = read(invocation, index);
-    if constexpr (!std::is_same_v<MaybeKeeper, NoKeeper>) keeper.end();
-    invocation.position = Invocation::working;
-    if constexpr (std::is_void_v<R>) {
-      call(callable, arguments, index);
-      return nullptr;
+    constexpr bool hasKeeper = !std::is_same_v<MaybeKeeper, NoKeeper>;
+    // A single argument is made where the callable wants it; of several the order would be open.
+    if constexpr (sizeof...(P) == 1 && !hasKeeper && !std::is_void_v<R>) {
+      return giveResult(callable(readOne<std::decay_t<P>>(invocation, 0)...), invocation);
     } else {
-      return giveResult(call(callable, arguments, index), invocation);
+      constexpr auto index = std::index_sequence_for<P...>();
+      [[maybe_unused]] MaybeKeeper keeper;
+      Arguments arguments = read(invocation, index);
+      if constexpr (hasKeeper) keeper.end();
+      if constexpr (std::is_void_v<R>) {
+        call(callable, arguments, index);
+        return nullptr;
+      } else {
+        return giveResult(call(callable, arguments, index), invocation);
+      }
     }
   }
 
  private:
   template <typename F, std::size_t... I>
   static R call(F& callable, [[maybe_unused]] Arguments& arguments, std::index_sequence<I...>) {
-    return callable(static_cast<P&&>(std::get<I>(arguments))...);
+    return callable(
+        static_cast<P&&>(static_cast<Argument<I, std::decay_t<P>>&>(arguments).value)...);
   }
 
   template <typename Given>
@@ -204,7 +230,7 @@ template <typename F>
 class FunctionOf : public Function {
  public:
   FunctionOf(F callable, const Naming& naming)
-      : Function(naming, CallableOf<F>::signature, run), callable_(std::move(callable)) {}
+      : Function(naming, CallableOf<F>::signature, enter<run>), callable_(std::move(callable)) {}
 
   static void destroy(void* function) {
     delete static_cast<FunctionOf*>(static_cast<Function*>(function));
