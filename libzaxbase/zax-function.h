@@ -127,17 +127,9 @@ struct CallOf {
   using MaybeKeeper =
       std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
 
-  static std::string resultDeclaration() {
-    if constexpr (std::is_void_v<R>) {
-      return "void";
-    } else {
-      return Declared<Result>::text();
-    }
-  }
-
   static constexpr std::string (*parameters[])() = {Declared<std::decay_t<P>>::text..., nullptr};
-  static constexpr Signature signature = {parameters, sizeof...(P),
-                                          requiredCount<std::decay_t<P>...>(), resultDeclaration};
+  static constexpr Signature signature = {
+      parameters, sizeof...(P), requiredCount<std::decay_t<P>...>(), Declared<Result>::text};
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
