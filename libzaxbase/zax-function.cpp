@@ -115,13 +115,13 @@ void throwToScript(std::exception* thrown, const std::string& function,
   }
 }
 
-Function::Function(const Naming& naming, const Signature& signature, Run run)
-    : ZaxFunction{enter, signature.count, signature.required, nullptr},
+Function::Function(const Naming& naming, const Signature& signature,
+                   decltype(ZaxFunction::invoke) invoke)
+    : ZaxFunction{invoke, signature.count, signature.required, nullptr},
       name_(naming.name),
       names_(naming.parameters.begin(), naming.parameters.end()),
       text_(naming.text),
-      signature_(signature),
-      run_(run) {
+      signature_(signature) {
   ZaxFunction::name = name_.c_str();
   const std::size_t count = signature.count - (signature.isTask ? 1 : 0);
   if (!names_.empty() && names_.size() != count) {
@@ -133,15 +133,6 @@ Function::Function(const Naming& naming, const Signature& signature, Run run)
 }
 
 Function::~Function() = default;
-
-ZaxValue* Function::enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
-                          int count) {
-  const auto& function = *static_cast<const Function*>(self);
-  Invocation invocation{call, arguments, count};
-  const Signature& signature = function.signature_;
-  const bool fits = count >= signature.required && count <= signature.count;
-  return fits ? function.run_(function, invocation) : function.refuseCount(invocation);
-}
 
 ZaxValue* Function::refuseCount(const Invocation& invocation) const noexcept {
   BadArgumentNumber refusal(

@@ -4,7 +4,6 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -53,7 +52,8 @@ class Function : public ZaxFunction {
   /// Throws nothing.
   using Run = ZaxValue* (*)(const Function& function, Invocation& invocation);
 
-  Function(const Naming& naming, const Signature& signature, Run run);
+  /// `invoke` is an enter<run>.
+  Function(const Naming& naming, const Signature& signature, decltype(ZaxFunction::invoke) invoke);
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
@@ -68,11 +68,19 @@ class Function : public ZaxFunction {
   ZaxValue* fail(int position, std::exception* thrown) const noexcept;
 
  protected:
+  /// What JavaScript calls: counts the arguments and runs.
+  template <Run run>
+  static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
+                         int count) {
+    const auto& function = *static_cast<const Function*>(self);
+    Invocation invocation{call, arguments, count};
+    const bool fits = count >= function.length && count <= function.parameters;
+    return fits ? run(function, invocation) : function.refuseCount(invocation);
+  }
+
   ~Function();
 
  private:
-  static ZaxValue* enter(const ZaxFunction* self, ZaxCall* call, ZaxValue* const* arguments,
-                         int count);
   /// Out of line, because the stack would have room for an exception in every call.
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
@@ -83,7 +91,6 @@ class Function : public ZaxFunction {
   std::vector<std::string> names_;
   std::string text_;
   const Signature& signature_;
-  Run run_;
 };
 
 /// For the handler of an exception: throws it into script, with the place in JavaScript's terms
@@ -107,10 +114,26 @@ constexpr int requiredCount() {
 
 struct NoKeeper {};
 
+/// The arguments of a call, each made where it lies: to move a short text takes as long as to read
+/// one.
+template <typename Index, typename... T>
+struct ArgumentList;
+template <std::size_t I, typename T>
+struct Argument {
+  T value;
+};
+template <std::size_t... I, typename... T>
+struct ArgumentList<std::index_sequence<I...>, T...> : Argument<I, T>... {};
+
+template <std::size_t I, typename T>
+T& argumentAt(Argument<I, T>& argument) {
+  return argument.value;
+}
+
 /// The conversions of a call to a callable that takes P... and returns R.
 template <typename R, typename... P>
 struct CallOf {
-  using Arguments = std::tuple<std::decay_t<P>...>;
+  using Arguments = ArgumentList<std::index_sequence_for<P...>, std::decay_t<P>...>;
   using Result = std::decay_t<R>;
   using MaybeKeeper =
       std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
@@ -119,25 +142,14 @@ struct CallOf {
   template <template <typename...> typename Other>
   using Rebind = Other<R, P...>;
 
-  static std::string resultDeclaration() {
-    if constexpr (std::is_void_v<R>) {
-      return "void";
-    } else {
-      return Declared<Result>::text();
-    }
-  }
-
   static constexpr std::string (*parameters[])() = {Declared<std::decay_t<P>>::text..., nullptr};
-  static constexpr Signature signature = {parameters, sizeof...(P),
-                                          requiredCount<std::decay_t<P>...>(), resultDeclaration};
+  static constexpr Signature signature = {
+      parameters, sizeof...(P), requiredCount<std::decay_t<P>...>(), Declared<Result>::text};
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
-    static_assert(
-        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
-        "a parameter must be a value or a const reference: what a function writes to a "
-        "reference would not reach JavaScript; return it");
-    return Arguments{readOne<std::decay_t<P>>(invocation, I)...};
+    checkParameters();
+    return {{readOne<std::decay_t<P>>(invocation, I)}...};
   }
 
   template <typename T>
@@ -146,28 +158,43 @@ struct CallOf {
       if (position >= invocation.count) return std::nullopt;
     }
     invocation.position = position;
-    return from<T>(Handle(invocation.arguments[position]));
+    T argument = from<T>(Handle(invocation.arguments[position]));
+    invocation.position = Invocation::working;
+    return argument;
   }
 
   template <typename F>
   static ZaxValue* run(F& callable, const Function& /*function*/, Invocation& invocation) {
-    constexpr auto index = std::index_sequence_for<P...>();
-    [[maybe_unused]] MaybeKeeper keeper;
-    Arguments arguments = read(invocation, index);
-    if constexpr (!std::is_same_v<MaybeKeeper, NoKeeper>) keeper.end();
-    invocation.position = Invocation::working;
-    if constexpr (std::is_void_v<R>) {
-      call(callable, arguments, index);
-      return nullptr;
+    checkParameters();
+    constexpr bool hasKeeper = !std::is_same_v<MaybeKeeper, NoKeeper>;
+    // A single argument is made where the callable wants it; of several the order would be open.
+    if constexpr (sizeof...(P) == 1 && !hasKeeper && !std::is_void_v<R>) {
+      return giveResult(callable(readOne<std::decay_t<P>>(invocation, 0)...), invocation);
     } else {
-      return giveResult(call(callable, arguments, index), invocation);
+      constexpr auto index = std::index_sequence_for<P...>();
+      [[maybe_unused]] MaybeKeeper keeper;
+      Arguments arguments = read(invocation, index);
+      if constexpr (hasKeeper) keeper.end();
+      if constexpr (std::is_void_v<R>) {
+        call(callable, arguments, index);
+        return nullptr;
+      } else {
+        return giveResult(call(callable, arguments, index), invocation);
+      }
     }
   }
 
  private:
+  static constexpr void checkParameters() {
+    static_assert(
+        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
+        "a parameter must be a value or a const reference: what a function writes to a "
+        "reference would not reach JavaScript; return it");
+  }
+
   template <typename F, std::size_t... I>
   static R call(F& callable, [[maybe_unused]] Arguments& arguments, std::index_sequence<I...>) {
-    return callable(static_cast<P&&>(std::get<I>(arguments))...);
+    return callable(static_cast<P&&>(argumentAt<I>(arguments))...);
   }
 
   template <typename Given>
@@ -214,7 +241,7 @@ template <typename F, typename Call>
 class FunctionOf : public Function {
  public:
   FunctionOf(F callable, const Naming& naming)
-      : Function(naming, Call::signature, run), callable_(std::move(callable)) {}
+      : Function(naming, Call::signature, enter<run>), callable_(std::move(callable)) {}
 
   static void destroy(void* function) {
     delete static_cast<FunctionOf*>(static_cast<Function*>(function));

@@ -18,16 +18,6 @@ double Handle::number() const {
   return result;
 }
 
-std::string Handle::text() const {
-  char few[2048];
-  std::size_t size;
-  if (!backend->getString(value_, few, sizeof(few), &size)) throw BadArgument("string", *this);
-  if (size <= sizeof(few)) return std::string(few, size);
-  std::string result(size, '\0');
-  backend->getString(value_, result.data(), size, &size);
-  return result;
-}
-
 std::size_t Handle::length() const {
   if (!isArray()) throw BadArgument("array", *this);
   return backend->getLength(value_);

@@ -76,6 +76,17 @@ class Handle {
   ZaxValue* value_ = nullptr;
 };
 
+// Here, because the framework's own unit is compiled for size, and texts are what most calls have.
+__attribute__((noinline)) inline std::string Handle::text() const {
+  char few[2048];
+  std::size_t size;
+  if (!backend->getString(value_, few, sizeof(few), &size)) throw BadArgument("string", *this);
+  if (size <= sizeof(few)) return std::string(few, size);
+  std::string result(size, '\0');
+  backend->getString(value_, result.data(), size, &size);
+  return result;
+}
+
 /// Ends the life of the handles that are made within it, so that a long loop holds few. JavaScript
 /// thread only.
 class Scope {

@@ -132,9 +132,9 @@ class ProgressChannelOf : public ProgressChannel {
 
 /// A parameter of a task, which JavaScript does not see: `progress(value)` hands a value to the
 /// caller's onProgress. Every value that is posted before the task ends is delivered, in order and
-/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values waiting
-/// a call waits for the JavaScript thread to take them. Copies share all this, on any thread; what
-/// they post after the task's end is dropped.
+/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values
+/// waiting a call waits for the JavaScript thread to take them. Copies share all this, on any
+/// thread; what they post after the task's end is dropped.
 template <typename T>
 class Progress {
  public:
@@ -279,7 +279,7 @@ struct TaskSignature<Types, std::index_sequence<I...>> {
   using Call = typename Types::Call;
 
   static std::string options() { return declareTaskOptions(Types::ProgressType::declaration); }
-  static std::string result() { return joinTypes("Promise<", {Call::resultDeclaration}, "", ">"); }
+  static std::string result() { return joinTypes("Promise<", {Call::signature.result}, "", ">"); }
 
   static constexpr std::string (*parameters[])() = {Call::parameters[I]..., options};
   static constexpr Signature signature = {parameters, sizeof...(I) + 1, Call::signature.required,
@@ -342,7 +342,7 @@ class TaskCallOf : public TaskCall {
     } else if constexpr (std::is_same_v<Plain, Cancellation>) {
       return Cancellation(cancelled_);
     } else {
-      return static_cast<Parameter&&>(std::get<Types::shownIndex(I)>(arguments_));
+      return static_cast<Parameter&&>(argumentAt<Types::shownIndex(I)>(arguments_));
     }
   }
 

@@ -281,15 +281,16 @@ void returnBoolean(ZaxCall* call, bool result) {
 
 /// Lets a function's native side run, which returns the result or null.
 ZaxValue* enter(const Info& info) {
-  const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   constexpr int usual = 8;
-  ZaxValue* few[usual];
+  const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   const int count = std::min(info.Length(), function->parameters);
-  const std::unique_ptr<ZaxValue*[]> many(count > usual ? new ZaxValue*[count] : nullptr);
-  ZaxValue** arguments = many ? many.get() : few;
+  ZaxValue* few[usual];
+  ZaxValue** arguments = count <= usual ? few : new ZaxValue*[count];
   for (int i = 0; i < count; ++i) arguments[i] = toSlot(info[i]);
   auto* call = reinterpret_cast<ZaxCall*>(const_cast<Info*>(&info));
-  return function->invoke(function, call, arguments, info.Length());
+  ZaxValue* result = function->invoke(function, call, arguments, info.Length());
+  if (arguments != few) delete[] arguments;
+  return result;
 }
 
 /// What V8 calls for every function of the plain road.

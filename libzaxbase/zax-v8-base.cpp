@@ -20,9 +20,9 @@ std::size_t utf8Size(v8::Isolate* isolate, const v8::Local<v8::String>& value) {
 #endif
 }
 
-/// Writes a string of characters below 256, without a terminator.
-void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes) {
-  const int length = value->Length();
+/// Writes a string of `length` characters below 256, without a terminator.
+void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, int length,
+                  char* bytes) {
   auto* target = reinterpret_cast<std::uint8_t*>(bytes);
 #if V8_MAJOR_VERSION >= 13
   value->WriteOneByteV2(isolate, 0, length, target);
@@ -34,8 +34,9 @@ void writeOneByte(v8::Isolate* isolate, const v8::Local<v8::String>& value, char
 /// Writes a string whose size is `size`, without a terminator.
 void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes, std::size_t size,
            bool replaceSurrogates) {
-  if (size == static_cast<std::size_t>(value->Length())) {  // No need to encode.
-    return writeOneByte(isolate, value, bytes);
+  const int length = value->Length();
+  if (size == static_cast<std::size_t>(length)) {  // No need to encode.
+    return writeOneByte(isolate, value, length, bytes);
   }
 #if V8_MAJOR_VERSION >= 13
   using Flags = v8::String::WriteFlags;
@@ -48,23 +49,26 @@ void write(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes
 #endif
 }
 
-/// Sixteen bytes that are looked at together.
-using Block = std::uint64_t __attribute__((vector_size(16)));
+/// Bytes that are looked at together, wherever they lie.
+using Word = std::uint64_t __attribute__((aligned(1), may_alias));
+using Block = std::uint64_t __attribute__((vector_size(16), aligned(1), may_alias));
+
+Word wordAt(const char* text) { return *reinterpret_cast<const Word*>(text); }
+Block blockAt(const char* text) { return *reinterpret_cast<const Block*>(text); }
 
 bool isAscii(const char* text, std::size_t size) {
-  Block blocks{};
-  for (; size >= 2 * sizeof(Block); text += 2 * sizeof(Block), size -= 2 * sizeof(Block)) {
-    Block next[2];
-    std::memcpy(next, text, sizeof(next));
-    blocks |= next[0] | next[1];
+  std::uint64_t bits = 0;
+  const char* const end = text + size;
+  if (size >= sizeof(Word)) {
+    Block blocks{};
+    for (; size >= 2 * sizeof(Block); text += 2 * sizeof(Block), size -= 2 * sizeof(Block)) {
+      blocks |= blockAt(text) | blockAt(text + sizeof(Block));
+    }
+    bits = blocks[0] | blocks[1] | wordAt(end - sizeof(Word));
+    for (; size > sizeof(Word); text += sizeof(Word), size -= sizeof(Word)) bits |= wordAt(text);
+  } else {
+    for (; text < end; ++text) bits |= static_cast<std::uint8_t>(*text);
   }
-  std::uint64_t bits = blocks[0] | blocks[1];
-  for (; size >= sizeof(bits); text += sizeof(bits), size -= sizeof(bits)) {
-    std::uint64_t next;
-    std::memcpy(&next, text, sizeof(next));
-    bits |= next;
-  }
-  for (; size > 0; ++text, --size) bits |= static_cast<std::uint8_t>(*text);
   return (bits & 0x8080808080808080) == 0;
 }
 
@@ -72,9 +76,10 @@ bool isAscii(const char* text, std::size_t size) {
 
 std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
                      std::size_t capacity) {
-  const auto length = static_cast<std::size_t>(value->Length());
+  const int characters = value->Length();
+  const auto length = static_cast<std::size_t>(characters);
   if (length <= capacity && value->IsOneByte()) {  // To look at the bytes is cheaper than to ask.
-    writeOneByte(isolate, value, bytes);
+    writeOneByte(isolate, value, characters, bytes);
     if (isAscii(bytes, length)) return length;
   }
   const std::size_t size = utf8Size(isolate, value);

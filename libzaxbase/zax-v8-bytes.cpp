@@ -10,7 +10,9 @@
 #include <utility>
 
 #include "zax-v8-backend.h"
+#include "zax-v8-base.h"
 #include "zax-v8-environment.h"
+#include "zax-v8-script.h"
 
 namespace zax {
 
@@ -99,6 +101,63 @@ ZaxValue* newBuffer(v8::Local<v8::ArrayBuffer> memory, std::size_t offset, std::
 }
 
 }  // namespace
+
+v8::MaybeLocal<v8::Object> SmallBuffers::make(v8::Isolate* isolate, const std::uint8_t* data,
+                                              std::size_t size) {
+  if (size > slabSize - slabUsed_ || slab_.IsEmpty()) {
+    const auto slab = v8::ArrayBuffer::New(isolate, slabSize);
+    slabData_ = static_cast<std::uint8_t*>(slab->GetBackingStore()->Data());
+    slabUsed_ = 0;
+    slab_.Reset(isolate, slab);
+  }
+  const std::size_t offset = slabUsed_;
+  if (size > 0) std::memcpy(slabData_ + offset, data, size);
+  slabUsed_ += (size + 7) & ~std::size_t{7};
+  v8::Local<v8::Object> made;
+  if (makeByScript(isolate, offset, size).ToLocal(&made)) return made;
+  v8::Local<v8::Uint8Array> buffer;
+  if (!node::Buffer::New(isolate, slab_.Get(isolate), offset, size).ToLocal(&buffer)) return {};
+  return buffer;
+}
+
+/// Empty where script fails: it has no stack left, or is being terminated.
+v8::MaybeLocal<v8::Object> SmallBuffers::makeByScript(v8::Isolate* isolate, std::size_t offset,
+                                                      std::size_t size) {
+  v8::TryCatch tryCatch(isolate);
+  v8::Local<v8::Function> function;
+  v8::Local<v8::Value> made;
+  v8::Local<v8::Value> arguments[] = {slab_.Get(isolate),
+                                      v8::Integer::New(isolate, static_cast<int>(offset)),
+                                      v8::Integer::New(isolate, static_cast<int>(size))};
+  if (script(isolate).ToLocal(&function) &&
+      function->Call(isolate->GetCurrentContext(), v8::Undefined(isolate), 3, arguments)
+          .ToLocal(&made)) {
+    return made.As<v8::Object>();
+  }
+  if (tryCatch.HasTerminated()) tryCatch.ReThrow();
+  return {};
+}
+
+v8::MaybeLocal<v8::Function> SmallBuffers::script(v8::Isolate* isolate) {
+  if (script_.IsEmpty()) {
+    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+    v8::Local<v8::Object> buffer;
+    v8::Local<v8::Value> maker;
+    v8::Local<v8::Value> made;
+    if (!node::Buffer::New(isolate, 0).ToLocal(&buffer) ||
+        !runScript(context, makeBufferScript).ToLocal(&maker)) {
+      return {};
+    }
+    v8::Local<v8::Value> prototype = prototypeOf(buffer);
+    if (!maker.As<v8::Function>()
+             ->Call(context, v8::Undefined(isolate), 1, &prototype)
+             .ToLocal(&made)) {
+      return {};
+    }
+    script_.Reset(isolate, made.As<v8::Function>());
+  }
+  return script_.Get(isolate);
+}
 
 bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
   const v8::Local<v8::Value> value = toLocal(slot);
@@ -193,8 +252,8 @@ ZaxValue* makeBuffer(std::uint8_t* data, std::size_t size, void (*free)(void* da
 
 ZaxValue* makeSmallBuffer(const std::uint8_t* data, std::size_t size) {
   v8::Local<v8::Object> buffer;
-  if (!Environment::current()->smallBuffer(data, size).ToLocal(&buffer)) return nullptr;
-  return toSlot(buffer);
+  SmallBuffers& buffers = Environment::current()->smallBuffers();
+  return buffers.make(currentIsolate(), data, size).ToLocal(&buffer) ? toSlot(buffer) : nullptr;
 }
 
 }  // namespace zax

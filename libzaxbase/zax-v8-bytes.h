@@ -1,12 +1,35 @@
 #ifndef ZAX_V8_BYTES_H
 #define ZAX_V8_BYTES_H
 
+#include <v8.h>
+
 #include <cstddef>
 #include <cstdint>
 
 #include "zax-backend.h"
+#include "zax-base.h"
 
 namespace zax {
+
+/// Makes the Buffers of few bytes of one environment, on memory that many of them share. JavaScript
+/// thread only.
+class SmallBuffers : public NonCopyable {
+ public:
+  /// A Buffer with a copy of the bytes.
+  v8::MaybeLocal<v8::Object> make(v8::Isolate* isolate, const std::uint8_t* data, std::size_t size);
+
+ private:
+  static constexpr std::size_t slabSize = 65536;  // bytes
+
+  v8::MaybeLocal<v8::Object> makeByScript(v8::Isolate* isolate, std::size_t offset,
+                                          std::size_t size);
+  v8::MaybeLocal<v8::Function> script(v8::Isolate* isolate);
+
+  v8::Global<v8::ArrayBuffer> slab_;
+  std::uint8_t* slabData_ = nullptr;
+  std::size_t slabUsed_ = slabSize;
+  v8::Global<v8::Function> script_;
+};
 
 // The backend's functions for memory, as zax-backend.h describes them.
 

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <node.h>
-#include <node_buffer.h>
 
 #include <cstdio>
 #include <cstring>
@@ -194,21 +193,6 @@ ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
   while (lastShape_ < shapes_.size() && !is(lastShape_)) ++lastShape_;
   if (lastShape_ == shapes_.size()) shapes_.push_back(std::make_unique<ShapeScripts>(shape));
   return *shapes_[lastShape_];
-}
-
-v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, std::size_t size) {
-  if (slab_.IsEmpty() || size > slabSize - slabUsed_) {
-    const auto slab = v8::ArrayBuffer::New(isolate_, slabSize);
-    slabData_ = static_cast<std::uint8_t*>(slab->GetBackingStore()->Data());
-    slabUsed_ = 0;
-    slab_.Reset(isolate_, slab);
-  }
-  const std::size_t offset = slabUsed_;
-  if (size > 0) std::memcpy(slabData_ + offset, data, size);
-  slabUsed_ += (size + 7) & ~std::size_t{7};
-  v8::Local<v8::Uint8Array> buffer;
-  if (!node::Buffer::New(isolate_, slab_.Get(isolate_), offset, size).ToLocal(&buffer)) return {};
-  return buffer;
 }
 
 void ScriptGuard::keep() {

@@ -11,6 +11,7 @@
 #include "zax-backend.h"
 #include "zax-base.h"
 #include "zax-v8-bulk.h"
+#include "zax-v8-bytes.h"
 #include "zax-v8-loop.h"
 #include "zax-v8-reference.h"
 #include "zax-v8-task.h"
@@ -59,12 +60,9 @@ class Environment : public NonCopyable {
   BulkMemory& bulk() { return bulk_; }
   ShapeScripts& scriptsOf(const ZaxShape* shape);
 
-  /// A Buffer with a copy of a few bytes, on memory that many of them share.
-  v8::MaybeLocal<v8::Object> smallBuffer(const std::uint8_t* data, std::size_t size);
+  SmallBuffers& smallBuffers() { return smallBuffers_; }
 
  private:
-  static constexpr std::size_t slabSize = 65536;  // bytes
-
   Environment(EventLoop& loop, v8::Local<v8::Context> context);
   ~Environment();
 
@@ -83,9 +81,7 @@ class Environment : public NonCopyable {
   BulkMemory bulk_;
   std::vector<std::unique_ptr<ShapeScripts>> shapes_;
   std::size_t lastShape_ = 0;  ///< the index of the one that was asked for last
-  v8::Global<v8::ArrayBuffer> slab_;
-  std::uint8_t* slabData_ = nullptr;
-  std::size_t slabUsed_ = slabSize;
+  SmallBuffers smallBuffers_;
 };
 
 /// Catches what script throws within its life, for the backend's callers to take. A termination of

@@ -80,6 +80,11 @@ struct Declared<T, std::void_t<decltype(Value<T>::declaration())>> {
   static std::string text() { return Value<T>::declaration(); }
 };
 
+template <>
+struct Declared<void> {
+  static std::string text() { return "void"; }
+};
+
 /// Types in TypeScript in a row.
 std::string joinTypes(const char* before, std::initializer_list<std::string (*)()> types,
                       const char* between, const char* after);
