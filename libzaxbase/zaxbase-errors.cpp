@@ -1,4 +1,5 @@
-// What the two roads have in common: the error model and utilities. A part of their units.
+// What the two roads have in common: the error model and utilities, without V8. A part of their
+// units.
 
 #include "zax-base.cpp"
 #include "zax-debug.cpp"
@@ -9,4 +10,3 @@
 #include "zax-exception-errno.cpp"
 #include "zax-exception.cpp"
 #include "zax-message-buffer.cpp"
-#include "zax-v8-base.cpp"
