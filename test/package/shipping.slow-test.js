@@ -98,12 +98,15 @@ test('a binary is opened where its interface fits, and refused with a sentence e
       ZaxValue* name = backend->makeString("major", 5);
       return backend->setProperty(exports, name, backend->makeNumber(backend->major));
     }`;
-  const load = `try {
-      console.log(require('zaxbase/runtime').load(process.argv[1]).major);
-    } catch ({ code, message }) { console.log(code, message); }`;
+  const load = `const { load } = require('zaxbase/runtime');
+    try {
+      for (const folder of process.argv.slice(1)) console.log(load(folder).major);
+    } catch ({ code, message }) { console.log(code, message); }
+    console.log(Object.keys(require.cache).filter((file) => file.includes('backend-')).length);`;
   const cure = 'install the zaxbase that its package asks for, or build it here';
   for (const [name, major, size, answer] of [
-    ['older', 1, 'sizeof(ZaxBackend) - 8', '1\n'],
+    ['same', 1, 'sizeof(ZaxBackend)', '1\n1\n'],
+    ['older', 1, 'sizeof(ZaxBackend) - 8', '1\n1\n1\n'],
     ['newer', 1, 'sizeof(ZaxBackend) + 8', `newer.node was made for a newer zaxbase than this one`],
     ['other', 2, 8, 'other.node was made for version 2 of the interface to JavaScript, and this'],
   ]) {
@@ -113,11 +116,12 @@ test('a binary is opened where its interface fits, and refused with a sentence e
     write(file, '');
     const values = [`-DMAJOR=${major}`, `-DSIZE=${size}`, '-I', path.join(root, 'libzaxbase')];
     await printed('g++', ['-shared', '-fPIC', ...values, '-o', file, `${addon}/stub.cpp`]);
-    const text = await printed(process.execPath, ['-e', load, addon], { cwd: root });
+    const beside = name === 'older' ? [path.join(folder, 'same')] : [];
+    const text = await printed(process.execPath, ['-e', load, addon, ...beside], { cwd: root });
     assert.ok(text.includes(answer), text);
-    if (answer !== '1\n') {
+    if (!answer.startsWith('1')) {
       assert.ok(text.startsWith(`ERR_DLOPEN_FAILED ${file}`) && text.includes(cure), text);
-      assert.ok(text.endsWith(`To build it: cd "${addon}" && npx node-gyp rebuild\n`), text);
+      assert.ok(text.endsWith(`To build it: cd "${addon}" && npx node-gyp rebuild\n1\n`), text);
     }
   }
 });
@@ -148,7 +152,14 @@ test('a packed add-on with a binary needs no compiler, and is compiled without o
   assert.match(await outputOf(addon, 'npm', 'test'), /pass 2\n.*fail 0\n/s);
   const [packed] = JSON.parse(await outputOf(addon, 'npm', 'pack', '--json'));
 
-  const use = ['-p', `require('my-addon').smallestFactor(91)`];
+  const script = `const { Worker } = require('node:worker_threads');
+    const call = "console.log(require('my-addon').smallestFactor(91))";
+    new Worker(call, { eval: true }).on('exit', () => {
+      eval(call);
+      for (const file of Object.keys(require.cache)) delete require.cache[file];
+      eval(call);
+    });`;
+  const use = ['-e', script];
   const consumer = path.join(folder, 'consumer');
   const npmIn = (bin, ...args) =>
     printed('env', [`PATH=${bin}`, 'npm', ...args], { cwd: consumer });
@@ -159,7 +170,7 @@ test('a packed add-on with a binary needs no compiler, and is compiled without o
       write(path.join(consumer, 'package.json'), JSON.stringify({ private: true, dependencies }));
       await npmIn(without(node), 'install', '--no-audit', '--no-fund');
       assert.ok(!fs.existsSync(path.join(consumer, 'node_modules/my-addon/build')));
-      assert.equal(await printed(node, use, { cwd: consumer }), '7\n');
+      assert.equal(await printed(node, use, { cwd: consumer }), '7\n7\n7\n');
     });
   }
 
@@ -173,7 +184,7 @@ test('a packed add-on with a binary needs no compiler, and is compiled without o
     const { stderr } = await run(process.execPath, use, { cwd: consumer });
     const [, cure] = /zaxbase has no backend for Node .*\nTo build it: (.*)/.exec(stderr);
     await outputOf(folder, 'sh', '-c', cure);
-    assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n');
+    assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n7\n7\n');
   });
 
   for (const part of ['my-addon/prebuilds', 'zaxbase/prebuilt']) {
@@ -181,7 +192,7 @@ test('a packed add-on with a binary needs no compiler, and is compiled without o
       remove(part);
       fs.rmSync(installed('my-addon/build'), { recursive: true, force: true });
       await outputOf(consumer, 'npm', 'rebuild');
-      assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n');
+      assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n7\n7\n');
     });
   }
 });
