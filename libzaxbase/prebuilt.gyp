@@ -27,7 +27,7 @@
       'target_name': 'backend',
       'sources': ['../zaxbase-v8.cpp', '../zaxbase-backend.cpp'],
       'cflags_cc': ['<@(flags)'],
-      'ldflags': ['-s', '-Wl,--gc-sections'],
+      'ldflags': ['-s', '-Wl,--gc-sections', '-Wl,-z,now'],
     },
   ],
 }

@@ -4,9 +4,11 @@
 // without V8, and for each Node besides `backend-ABI.node`, which opens add-ons that were linked without
 // V8's half, and `backend-ABI.o`, which goes into the others.
 
-const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
+
+/** Loaded late: who loads an add-on runs no command. */
+const spawn = (...args) => require('node:child_process').spawnSync(...args);
 
 const folderOf = (arch) => path.join(__dirname, 'prebuilt', `linux-${arch}`);
 
@@ -29,7 +31,7 @@ function targetOf(folder) {
 function compilerMacros() {
   const compiler = process.env.CXX_target ?? process.env.CXX ?? 'g++';
   const command = `${compiler} -dM -E -x c++ -include features.h /dev/null`;
-  const { stdout } = spawnSync('sh', ['-c', command], { encoding: 'utf8' });
+  const { stdout } = spawn('sh', ['-c', command], { encoding: 'utf8' });
   return Object.fromEntries([...stdout.matchAll(/^#define (\w+) (.*)$/gm)].map(([, ...m]) => m));
 }
 
@@ -61,7 +63,7 @@ function objects({ split }) {
 function nodeGyp(args, { command = ['node-gyp'], cwd, env } = {}) {
   const [program, ...first] = [...command, ...args];
   const options = { cwd, env: { ...process.env, ...env }, stdio: 'inherit' };
-  const { error, status } = spawnSync(program, first, options);
+  const { error, status } = spawn(program, first, options);
   if (error?.code !== 'ENOENT' || program === 'npm') return status ?? 1;
   return nodeGyp([`node-gyp ${args.join(' ')}`], { command: ['npm', 'exec', '-c'], cwd, env });
 }

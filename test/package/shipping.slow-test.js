@@ -1,7 +1,7 @@
 'use strict';
 
 // One binary for every Node: built without V8's half on one of them, it does on all what it should; it is
-// found, refused, installed without a compiler, and compiled where it is missing.
+// refused where it does not fit, installed without a compiler, and compiled where something is missing.
 
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -15,79 +15,61 @@ const { root } = require('../../scripts/toolchain');
 const { run } = require('../support');
 const { outputOf, pack } = require('./npm');
 
+/** A copy of the repository for another line than the first tests that line. */
 const [running] = process.versions.node.split('.');
-/** The other lines are fetched once: a copy of the repository for one of them tests that one. */
 const majors = running === '20' ? ['20', '22', '24', '26'] : [running];
-const nodes = majors.map((major) => path.join(nodeOf(major), 'bin/node'));
+const nodes = majors.map((major) => path.join(nodeOf(major), 'bin'));
 
-const machine = `linux-${process.arch}`;
-const prebuilt = path.join(root, 'libzaxbase/prebuilt', machine);
-const command = path.join(root, 'libzaxbase/bin/zaxbase.js');
+const published = `prebuilds/linux-${process.arch}`;
+const framework = path.join(root, 'libzaxbase');
+const prebuilt = path.join(framework, `prebuilt/linux-${process.arch}`);
+const zaxbase = [process.execPath, path.join(framework, 'bin/zaxbase.js')];
 const work = path.join(cache, 'shipping'); // Below the root, where the modules are found.
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'shipping-'));
 after(() => [work, folder].forEach((made) => fs.rmSync(made, { recursive: true, force: true })));
 
-const write = (file, text) => {
+const write = (file, content) => {
   fs.mkdirSync(path.dirname(file), { recursive: true });
-  fs.writeFileSync(file, text);
+  fs.writeFileSync(file, typeof content === 'string' ? content : JSON.stringify(content));
+  return file;
 };
 
-/** What a program prints that succeeds, on a Node. */
-async function printed(node, args, options) {
-  const { status, stdout, stderr } = await run(node, args, { timeout: 300_000, ...options });
-  assert.equal(status, 0, `${node} ${args.join(' ')}\n${stdout}${stderr}`);
-  return stdout;
-}
-
-before(() => printed(process.execPath, ['scripts/prebuild.js', ...majors], { cwd: root }));
-
-test('what is prebuilt has a bounded size', async () => {
-  for (const file of fs.readdirSync(prebuilt)) {
-    const most = { '.a': 600, '.o': 200, '.node': 120, '.json': 1 }[path.extname(file)];
-    assert.ok(fs.statSync(path.join(prebuilt, file)).size <= most * 1024, file);
-  }
+before(() => {
+  fs.rmSync(work, { recursive: true, force: true });
+  return outputOf(root, process.execPath, 'scripts/prebuild.js', ...majors);
 });
 
-test('one binary passes the tests of the plain road on every Node', async (t) => {
-  const flags = `<!@(node -p "require('zaxbase').flags.join(' ')")`;
-  const sources = ['plain/plain.cpp', `<!(node -p "require('zaxbase').source")`];
-  const target = { target_name: 'plain', sources, cflags_cc: [flags], defines: ['NDEBUG'] };
-  fs.rmSync(work, { recursive: true, force: true });
+test('one binary passes the tests of the plain road on every Node', async () => {
+  const asked = (what) => `<!@(node -p "[].concat(require('zaxbase').${what}).join(' ')")`;
+  const sources = ['plain/plain.cpp', asked('source')];
+  const target = {
+    target_name: 'plain',
+    sources,
+    cflags_cc: [asked('flags')],
+    defines: ['NDEBUG'],
+  };
   fs.cpSync(path.join(root, 'test/plain'), path.join(work, 'plain'), { recursive: true });
   fs.cpSync(path.join(root, 'test/support.js'), path.join(work, 'support.js'));
-  write(path.join(work, 'binding.gyp'), JSON.stringify({ targets: [target] }));
-  await outputOf(work, process.execPath, command, 'prebuild');
-  const file = path.join(work, 'build/Release/plain.node'); // Where the tests look.
-  fs.mkdirSync(path.dirname(file), { recursive: true });
-  fs.renameSync(path.join(work, 'prebuilds', machine, 'plain.node'), file);
-  const undefinedOnes = await printed('nm', ['-D', '--undefined-only', file]);
-  assert.match(undefinedOnes, /__cxa_throw/);
-  assert.doesNotMatch(undefinedOnes, /^ +U [^@]+$/m); // All are of the C and C++ libraries.
+  write(path.join(work, 'binding.gyp'), { targets: [target] });
+  await outputOf(work, ...zaxbase, 'prebuild');
+  fs.mkdirSync(path.join(work, 'build'));
+  fs.renameSync(path.join(work, published), path.join(work, 'build/Release')); // Where tests look.
+  const symbols = await outputOf(work, 'nm', '-Du', 'build/Release/plain.node');
+  assert.match(symbols, /^( +w .*\n| +U .*@(C|GCC|GLIB).*\n)+$/); // Of C and C++ alone.
 
-  const hook = path.join(work, 'hook.js');
-  write(
-    hook,
-    `const open = require.extensions['.node'];
-     const backend = ${JSON.stringify(prebuilt)} + '/backend-' + process.versions.modules + '.node';
-     require.extensions['.node'] = (module, file) => {
-       if (!/(plain|copy)\\.node$/.test(file)) return open(module, file);
-       const reason = require(backend).open(file, module.exports);
-       if (reason !== undefined) throw new Error(reason);
-     };`,
-  );
+  const hook = `const open = require.extensions['.node'];
+    const backend = '${prebuilt}/backend-' + process.versions.modules + '.node';
+    require.extensions['.node'] = (module, file) => {
+      const ours = /(plain|copy)\\.node$/.test(file);
+      if (ours ? require(backend).open(file, module.exports) : open(module, file)) throw file;
+    };`;
+  const options = `NODE_OPTIONS=--require ${write(path.join(work, 'hook.js'), hook)}`;
   const inWorker = `new (require('worker_threads').Worker)('./plain/values.test.js')`;
-  for (const [i, node] of nodes.entries()) {
-    await t.test(`Node ${majors[i]}`, async () => {
-      const env = { NODE_OPTIONS: `--require ${hook}` };
-      const tests = ['functions', 'values'].map((name) => `plain/${name}.test.js`);
-      for (const args of [
-        ['--expose-gc', '--test', ...tests],
-        ['--expose-gc', '-e', inWorker],
-      ]) {
-        const text = await printed(node, args, { cwd: work, env });
-        assert.match(text, /^. pass [1-9]\d*\n. fail 0$/m);
-      }
-    });
+  const inMain = ['--test', 'plain/functions.test.js', 'plain/values.test.js'];
+  const both = (node) => [inMain, ['-e', inWorker]].map((args) => [node, args]);
+  for (const [node, args] of nodes.flatMap(both)) {
+    const command = ['env', options, `${node}/node`, '--expose-gc', ...args];
+    assert.match(await outputOf(work, ...command), /^. pass [1-9]\d*\n. fail 0$/m);
   }
 });
 
@@ -95,63 +77,49 @@ test('a binary is opened where its interface fits, and refused with a sentence e
   const source = `#include <zax-backend.h>
     extern "C" const ZaxNeeds* zax_needs() { static ZaxNeeds needs{MAJOR, SIZE}; return &needs; }
     extern "C" bool zax_module(const ZaxBackend* backend, ZaxValue* exports) {
-      ZaxValue* name = backend->makeString("major", 5);
-      return backend->setProperty(exports, name, backend->makeNumber(backend->major));
+      return backend->setProperty(exports, backend->makeString("x", 1), backend->makeNumber(7));
     }`;
   const load = `const { load } = require('zaxbase/runtime');
-    try {
-      for (const folder of process.argv.slice(1)) console.log(load(folder).major);
-    } catch ({ code, message }) { console.log(code, message); }
+    try { for (const folder of process.argv.slice(1)) console.log(load(folder).x); }
+    catch ({ code, message }) { console.log(code, message); }
     console.log(Object.keys(require.cache).filter((file) => file.includes('backend-')).length);`;
-  const cure = 'install the zaxbase that its package asks for, or build it here';
-  for (const [name, major, size, answer] of [
-    ['same', 1, 'sizeof(ZaxBackend)', '1\n1\n'],
-    ['older', 1, 'sizeof(ZaxBackend) - 8', '1\n1\n1\n'],
-    ['newer', 1, 'sizeof(ZaxBackend) + 8', `newer.node was made for a newer zaxbase than this one`],
-    ['other', 2, 8, 'other.node was made for version 2 of the interface to JavaScript, and this'],
+  const addon = (name) => path.join(folder, name);
+  const refused = (name, reason) => {
+    const file = path.join(addon(name), published, `${name}.node`);
+    const cure = 'install the zaxbase that its package asks for, or build it here';
+    const command = `To build it: cd "${addon(name)}" && npx node-gyp rebuild`;
+    return `ERR_DLOPEN_FAILED ${file} was made for ${reason}: ${cure}\n${command}\n1\n`;
+  };
+  const version = 'version 2 of the interface to JavaScript, and this zaxbase has version 1';
+  for (const [name, major, size, answer, ...beside] of [
+    ['same', 1, 0, '7\n1\n'],
+    ['older', 1, -8, '7\n7\n1\n', 'same'],
+    ['newer', 1, 8, refused('newer', 'a newer zaxbase than this one')],
+    ['other', 2, 0, refused('other', version)],
   ]) {
-    const addon = path.join(folder, name);
-    const file = path.join(addon, 'prebuilds', machine, `${name}.node`);
-    write(path.join(addon, 'stub.cpp'), source);
-    write(file, '');
-    const values = [`-DMAJOR=${major}`, `-DSIZE=${size}`, '-I', path.join(root, 'libzaxbase')];
-    await printed('g++', ['-shared', '-fPIC', ...values, '-o', file, `${addon}/stub.cpp`]);
-    const beside = name === 'older' ? [path.join(folder, 'same')] : [];
-    const text = await printed(process.execPath, ['-e', load, addon, ...beside], { cwd: root });
-    assert.ok(text.includes(answer), text);
-    if (!answer.startsWith('1')) {
-      assert.ok(text.startsWith(`ERR_DLOPEN_FAILED ${file}`) && text.includes(cure), text);
-      assert.ok(text.endsWith(`To build it: cd "${addon}" && npx node-gyp rebuild\n1\n`), text);
-    }
+    const values = [`-DMAJOR=${major}`, `-DSIZE=sizeof(ZaxBackend)+${size}`, `-I${framework}`];
+    const file = write(path.join(addon(name), published, `${name}.node`), '');
+    const stub = write(path.join(addon(name), 'stub.cpp'), source);
+    await outputOf(root, 'g++', '-shared', '-fPIC', ...values, '-o', file, stub);
+    const folders = [name, ...beside].map(addon);
+    assert.equal(await outputOf(root, process.execPath, '-e', load, ...folders), answer);
   }
 });
 
-/** A folder with a Node, npm and a shell, and no compiler beside them. */
-function without(node) {
-  const bin = fs.mkdtempSync(path.join(folder, 'bin-'));
-  const found = (tool) => process.env.PATH.split(':').map((place) => path.join(place, tool));
-  for (const tool of ['npm', 'sh', 'env']) {
-    const [file] = found(tool).filter((name) => fs.existsSync(name));
-    fs.symlinkSync(fs.realpathSync(file), path.join(bin, tool));
-  }
-  fs.symlinkSync(node, path.join(bin, 'node'));
-  return bin;
-}
-
-test('a packed add-on with a binary needs no compiler, and is compiled without one', async (t) => {
+test('an add-on with a binary needs no compiler; without one it is compiled', async () => {
   const { filename, files } = await pack('zaxbase', `--pack-destination=${folder}`);
-  assert.ok(files.filter((file) => file.endsWith('.node')).length === majors.length);
-  const zaxbase = `file:${path.join(folder, filename)}`;
-  await outputOf(folder, process.execPath, command, 'new', 'my-addon');
+  assert.equal(files.filter((file) => file.endsWith('.node')).length, majors.length);
+  await outputOf(folder, ...zaxbase, 'new', 'my-addon');
   const addon = path.join(folder, 'my-addon');
-  const manifest = path.join(addon, 'package.json');
-  const content = JSON.parse(fs.readFileSync(manifest, 'utf8'));
-  write(manifest, JSON.stringify({ ...content, dependencies: { zaxbase } }));
+  await outputOf(addon, 'npm', 'pkg', 'set', `dependencies.zaxbase=file:${folder}/${filename}`);
   await outputOf(addon, 'npm', 'install', '--ignore-scripts', '--no-audit', '--no-fund');
   await outputOf(addon, 'npm', 'run', 'prebuilds');
   assert.match(await outputOf(addon, 'npm', 'test'), /pass 2\n.*fail 0\n/s);
   const [packed] = JSON.parse(await outputOf(addon, 'npm', 'pack', '--json'));
 
+  const dependencies = { 'my-addon': `file:${addon}/${packed.filename}` };
+  const consumer = path.dirname(write(path.join(folder, 'user/package.json'), { dependencies }));
+  const installed = path.join(consumer, 'node_modules');
   const script = `const { Worker } = require('node:worker_threads');
     const call = "console.log(require('my-addon').smallestFactor(91))";
     new Worker(call, { eval: true }).on('exit', () => {
@@ -159,40 +127,26 @@ test('a packed add-on with a binary needs no compiler, and is compiled without o
       for (const file of Object.keys(require.cache)) delete require.cache[file];
       eval(call);
     });`;
-  const use = ['-e', script];
-  const consumer = path.join(folder, 'consumer');
-  const npmIn = (bin, ...args) =>
-    printed('env', [`PATH=${bin}`, 'npm', ...args], { cwd: consumer });
-  const dependencies = { 'my-addon': `file:${path.join(addon, packed.filename)}` };
-  for (const [i, node] of nodes.entries()) {
-    await t.test(`Node ${majors[i]}`, async () => {
-      fs.rmSync(consumer, { recursive: true, force: true });
-      write(path.join(consumer, 'package.json'), JSON.stringify({ private: true, dependencies }));
-      await npmIn(without(node), 'install', '--no-audit', '--no-fund');
-      assert.ok(!fs.existsSync(path.join(consumer, 'node_modules/my-addon/build')));
-      assert.equal(await printed(node, use, { cwd: consumer }), '7\n7\n7\n');
-    });
+  const works = async (node) =>
+    assert.equal(await outputOf(consumer, node, '-e', script), '7\n7\n7\n');
+  for (const node of nodes) {
+    fs.rmSync(installed, { recursive: true, force: true });
+    const nothing = ['CC=false', 'CXX=false', 'npm_config_nodedir=/none'];
+    const env = ['env', `PATH=${node}:${process.env.PATH}`, ...nothing];
+    await outputOf(consumer, ...env, 'npm', 'install', '--no-audit', '--no-fund');
+    assert.deepEqual(fs.readdirSync(path.join(installed, 'my-addon/prebuilds')).length, 1);
+    await works(`${node}/node`);
   }
-
-  const installed = (part) => path.join(consumer, 'node_modules', part);
-  const remove = (part) => fs.rmSync(installed(part), { recursive: true });
-  await t.test('without the backend, which is compiled by a command', async () => {
-    fs.rmSync(consumer, { recursive: true, force: true });
-    write(path.join(consumer, 'package.json'), JSON.stringify({ private: true, dependencies }));
-    await outputOf(consumer, 'npm', 'install', '--no-audit', '--no-fund');
-    remove('zaxbase/prebuilt');
-    const { stderr } = await run(process.execPath, use, { cwd: consumer });
-    const [, cure] = /zaxbase has no backend for Node .*\nTo build it: (.*)/.exec(stderr);
-    await outputOf(folder, 'sh', '-c', cure);
-    assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n7\n7\n');
-  });
-
+  // Without the backend, then without the binary, then without the objects.
+  fs.rmSync(path.join(installed, 'zaxbase/prebuilt'), { recursive: true });
+  const { stderr } = await run(process.execPath, ['-e', script], { cwd: consumer });
+  const [, cure] = /zaxbase has no backend for Node .*\nTo build it: (.*)/.exec(stderr);
+  await outputOf(folder, 'sh', '-c', cure);
+  await works(process.execPath);
   for (const part of ['my-addon/prebuilds', 'zaxbase/prebuilt']) {
-    await t.test(`without ${part}, compiled by npm`, async () => {
-      remove(part);
-      fs.rmSync(installed('my-addon/build'), { recursive: true, force: true });
-      await outputOf(consumer, 'npm', 'rebuild');
-      assert.equal(await printed(process.execPath, use, { cwd: consumer }), '7\n7\n7\n');
-    });
+    fs.rmSync(path.join(installed, part), { recursive: true });
+    await outputOf(consumer, 'npm', 'rebuild');
+    assert.ok(fs.existsSync(path.join(installed, 'my-addon/build/Release/my-addon.node')));
+    await works(process.execPath);
   }
 });
