@@ -21,7 +21,7 @@ const majors = positionals.length > 0 ? positionals : ['20', '22', '24', '26'];
 ensureModules();
 ensurePackages('compiler', 'make', 'python');
 const folder = path.join(root, `libzaxbase/prebuilt/linux-${values.arch}`);
-fs.rmSync(folder, { recursive: true, force: true });
+const begin = Date.now();
 for (const major of majors) {
   const status = compile({
     native: major === majors[0],
@@ -34,7 +34,12 @@ for (const major of majors) {
 /** What a file may have at the most, in KiB: the package carries them all. */
 const limits = { '.a': 600, '.o': 200, '.node': 120, '.json': 1 };
 for (const file of fs.readdirSync(folder)) {
-  const size = Math.ceil(fs.statSync(path.join(folder, file)).size / 1024);
+  const { mtimeMs, size: bytes } = fs.statSync(path.join(folder, file));
+  if (mtimeMs < begin) {
+    fs.rmSync(path.join(folder, file)); // Of an earlier time.
+    continue;
+  }
+  const size = Math.ceil(bytes / 1024);
   console.log(`${String(size).padStart(5)} KiB  ${file}`);
   if (size > limits[path.extname(file)]) throw new Error(`${file} is too large`);
 }
