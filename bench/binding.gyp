@@ -3,6 +3,8 @@
     'zaxbase': '../libzaxbase/zaxbase.gyp:zaxbase',
     'napi': '<!(node -p "require(\'node-addon-api\').targets"):node_addon_api_except',
     'nan': '<!(node -e "require(\'nan\')")',
+    'prebuilt': '<!(ZAXBASE_COMPILE= node -p "require(\'../libzaxbase\').source")',
+    'prebuilt_native': '<!(ZAXBASE_COMPILE= ZAXBASE_SPLIT=1 node -p "require(\'../libzaxbase\').source")',
     'plain_flags': ['<!@(node -p "require(\'../libzaxbase\').flags.join(\' \')")'],
   },
   'target_defaults': {
@@ -65,6 +67,19 @@
     },
     {
       'target_name': 'minimal_plain_zax',
+      'sources': ['minimal/plain-zax.cpp', '<(prebuilt)'],
+      'cflags_cc': ['<@(plain_flags)'],
+    },
+    {
+      # As `zaxbase prebuild` links it.
+      'target_name': 'minimal_plain_split',
+      'sources': ['minimal/plain-zax.cpp', '<(prebuilt_native)'],
+      'cflags_cc': ['<@(plain_flags)'],
+      'ldflags': ['-Wl,--gc-sections', '-Wl,-z,defs'],
+    },
+    {
+      # These two carry all of the framework, and differ in the functions alone.
+      'target_name': 'minimal_plain_one',
       'sources': ['minimal/plain-zax.cpp'],
       'dependencies': ['zax_unit'],
     },

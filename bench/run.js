@@ -9,7 +9,8 @@ const os = require('node:os');
 const path = require('node:path');
 const { parseArgs } = require('node:util');
 
-const { build, ensureModules, run } = require('../scripts/toolchain');
+const { compile } = require('../libzaxbase/prebuilt');
+const { build, ensureModules, nodeFolder, nodeGyp, run } = require('../scripts/toolchain');
 const { check, load } = require('./lib/contenders');
 const { table } = require('./lib/report');
 const scenarios = require('./lib/scenarios');
@@ -36,6 +37,9 @@ function prepare() {
   if (!fs.existsSync(installed) || fs.statSync(installed).mtimeMs < fs.statSync(wanted).mtimeMs) {
     run('npm', ['ci', '--ignore-scripts', '--no-audit', '--no-fund'], { cwd: __dirname });
   }
+  const env = nodeFolder() ? { npm_config_nodedir: nodeFolder() } : {};
+  const command = [process.execPath, nodeGyp()];
+  if (compile({ native: true, command, env }) !== 0) throw new Error('nothing prebuilt');
   build('bench');
 }
 

@@ -2,8 +2,9 @@
 // the flags.
 
 /**
- * The framework as one more of an add-on's sources, after its own, for add-ons on zax.h. Asking for it
- * writes the file, into the folder `build`.
+ * The framework as one more of an add-on's sources, after its own, for add-ons on zax.h: prebuilt objects
+ * where they fit what is built, and one source file elsewhere, or with ZAXBASE_COMPILE in the environment.
+ * With ZAXBASE_SPLIT only the half without V8. Asking for it writes the file, into the folder `build`.
  */
 export const source: string;
 

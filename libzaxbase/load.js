@@ -6,8 +6,13 @@ const fs = require('node:fs');
 const path = require('node:path');
 const { fileURLToPath } = require('node:url');
 
+const prebuilt = require('./prebuilt');
+
+/** Where the binary for every Node stands that an add-on was published with. */
+const published = `prebuilds/${process.platform}-${process.arch}`;
+
 /** Where a binary can stand in the folder of an add-on; the first that has one counts. */
-const places = ['build/Release', 'build/Debug'];
+const places = ['build/Release', 'build/Debug', published];
 
 /** The Node lines by the version of their binary interface. */
 const lines = { 115: 'Node 20', 127: 'Node 22', 137: 'Node 24', 147: 'Node 26' };
@@ -47,19 +52,22 @@ function binaryIn(folder, names) {
   return binary && path.join(folder, binary);
 }
 
-function failure(message, folder, properties) {
-  const command = `To build it: cd ${JSON.stringify(folder)} && npx node-gyp rebuild`;
-  const error = Object.assign(new Error(`${message}\n${command}`), properties);
+function failure(message, folder, properties, command = 'npx node-gyp rebuild') {
+  const cure = `To build it: cd ${JSON.stringify(folder)} && ${command}`;
+  const error = Object.assign(new Error(`${message}\n${cure}`), properties);
   Error.captureStackTrace(error, load);
   return error;
 }
 
-/** The binary of an add-on. */
+/** The binary for every Node in an add-on's folder, if there is one. */
+const publishedIn = (folder) => binaryIn(path.resolve(folder, published), namesOf(folder));
+
+/** The binary of an add-on, and how its exports are had. */
 function find(folder) {
   const names = namesOf(folder);
   for (const place of places) {
     const binary = binaryIn(path.join(folder, place), names);
-    if (binary) return binary;
+    if (binary) return [binary, place === published ? open : require];
   }
   const files = places.flatMap((place) =>
     (names.length > 0 ? names : ['*']).map((name) => path.join(folder, place, `${name}.node`)),
@@ -68,15 +76,36 @@ function find(folder) {
   throw failure(message, folder, { code: 'MODULE_NOT_FOUND' });
 }
 
+/** What `require` is for other binaries: opens one that was linked without V8's half. */
+function open(binary) {
+  const file = fs.realpathSync(binary);
+  if (require.cache[file]) return require.cache[file].exports;
+  const code = 'ERR_DLOPEN_FAILED';
+  const backend = prebuilt.backendOf(process.arch, process.versions.modules);
+  if (!fs.existsSync(backend)) {
+    const message = `zaxbase has no backend for ${lineOf(process.versions.modules)}, and ${file} needs one`;
+    throw failure(message, path.dirname(__dirname), { code }, 'npx zaxbase backend');
+  }
+  const module = { id: file, filename: file, exports: {}, children: [], loaded: true };
+  const reason = require(backend).open(file, module.exports);
+  if (reason !== undefined) {
+    const message = `${reason}: install the zaxbase that its package asks for, or build it here`;
+    throw failure(message, path.resolve(binary, '../../..'), { code });
+  }
+  require.cache[file] = module;
+  return module.exports;
+}
+
 /**
  * The exports of the add-on in a folder. Throws an Error that says how to build it where it has no
- * binary (code "MODULE_NOT_FOUND") or one for another Node ("ERR_DLOPEN_FAILED").
+ * binary (code "MODULE_NOT_FOUND") or one that does not fit this Node or this framework
+ * ("ERR_DLOPEN_FAILED").
  */
 function load(place) {
   const folder = folderOf(place);
-  const binary = find(folder);
+  const [binary, exportsOf] = find(folder);
   try {
-    return require(binary);
+    return exportsOf(binary);
   } catch (error) {
     const [, built] = /using\s+NODE_MODULE_VERSION (\d+)/.exec(error?.message) ?? [];
     if (error?.code !== 'ERR_DLOPEN_FAILED' || !built) throw error;
@@ -87,4 +116,4 @@ function load(place) {
   }
 }
 
-module.exports = load;
+module.exports = { load, open, publishedIn };

@@ -117,8 +117,9 @@ export function createZaxBindingError(
 export function install(): void;
 
 /**
- * The exports of an add-on on ZAX_MODULE: finds its binary below the add-on's folder, which is a
- * path (`__dirname`, `import.meta.dirname`) or a `file:` URL (also that of a file in it). Where there
- * is no binary, or one that was built for another Node, the error says so and how to build it.
+ * The exports of an add-on on ZAX_MODULE: finds its binary below the add-on's folder (a local build,
+ * or the one for every Node that it was published with). The folder is a path (`__dirname`,
+ * `import.meta.dirname`) or a `file:` URL (also that of a file in it). Where there is no binary, or
+ * one that does not fit this Node or this framework, the error says so and how to build it.
  */
 export function load<T = any>(folder: string | URL): T;

@@ -8,7 +8,7 @@ const { isNativeError } = require('node:util/types');
 const vm = require('node:vm');
 
 const ZaxBindingError = require('./error-class');
-const load = require('./load');
+const { load } = require('./load');
 
 /**
  * Builds a message. With one argument, that text is the message. With named values, every `%(key)s`

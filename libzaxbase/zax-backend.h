@@ -12,7 +12,8 @@
 // throws. Where script runs on the way and throws, the function fails (with null, or false) and
 // keeps what was thrown until takeThrown fetches it.
 //
-// Within one major version the table only grows, at its end.
+// Within one major version the table only grows, at its end, and nothing else here changes: so a
+// binary that was made for an older version of the same major works with a newer backend.
 
 // NOLINTBEGIN(modernize-use-using, modernize-deprecated-headers)
 
@@ -267,6 +268,15 @@ struct ZaxBackend {
   /// Lets the JavaScript thread take progress values. Any thread.
   void (*wakeTask)(struct ZaxTask* task);
 };
+
+/// What an add-on's binary needs of the table. It exports `zax_needs`, which tells it, under this
+/// name and in this form in every version, and `zax_module`, which loads the add-on.
+struct ZaxNeeds {
+  int major;
+  size_t size;  ///< of the table that it knows
+};
+typedef const struct ZaxNeeds* (*ZaxNeedsFunction)();
+typedef bool (*ZaxModuleFunction)(const struct ZaxBackend* backend, ZaxValue* exports);
 
 }  // extern "C"
 

@@ -98,6 +98,10 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
 /// for each JavaScript thread that loads the add-on.
 #define ZAX_MODULE(module)                                                                     \
   static void zaxModuleBody(zax::Module& module);                                              \
+  extern "C" __attribute__((visibility("default"))) const ZaxNeeds* zax_needs() {              \
+    static const ZaxNeeds needs = {ZAX_BACKEND_MAJOR, sizeof(ZaxBackend)};                     \
+    return &needs;                                                                             \
+  }                                                                                            \
   extern "C" __attribute__((visibility("default"))) bool zax_module(const ZaxBackend* backend, \
                                                                     ZaxValue* exports) {       \
     return zax::loadModule(backend, exports, zaxModuleBody);                                   \

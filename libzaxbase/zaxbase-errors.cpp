@@ -1,4 +1,4 @@
-// What the two roads have in common: the error model, the event loop and utilities. A part of their
+// What the two roads have in common: the error model and utilities, without V8. A part of their
 // units.
 
 #include "zax-base.cpp"
@@ -10,5 +10,3 @@
 #include "zax-exception-errno.cpp"
 #include "zax-exception.cpp"
 #include "zax-message-buffer.cpp"
-#include "zax-v8-base.cpp"
-#include "zax-v8-loop.cpp"

@@ -25,7 +25,9 @@ const nanHeaders = ['-isystem', path.dirname(require.resolve('nan', { paths: [ro
 /** What a source may include: what does without Node must not see its headers. */
 const includes = (file) => [
   '-Ilibzaxbase',
-  ...(/^libzaxbase\/zax-(?!v8)/.test(file) ? [] : [...nodeHeaders, ...nanHeaders]),
+  ...(/^libzaxbase\/(zax-(?!v8)|zaxbase-(native|errors))/.test(file)
+    ? []
+    : [...nodeHeaders, ...nanHeaders]),
 ];
 
 for (const file of sources) {

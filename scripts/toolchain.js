@@ -86,14 +86,16 @@ function nodeFolder() {
   return fs.existsSync(path.join(folder, 'include/node/node.h')) ? folder : undefined;
 }
 
-/** Builds the add-on in a folder of the repository. */
+const nodeGyp = () => require.resolve('node-gyp/bin/node-gyp.js', { paths: [root] });
+
+/** Builds the add-on in a folder of the repository, from sources that are as they stand. */
 function build(folder, { env } = {}) {
   ensurePackages('compiler', 'make', 'python');
-  const nodeGyp = require.resolve('node-gyp/bin/node-gyp.js', { paths: [root] });
-  const args = [nodeGyp, 'configure', 'build', '--jobs=max', '--loglevel=warn'];
+  const args = [nodeGyp(), 'configure', 'build', '--jobs=max', '--loglevel=warn'];
   // In the environment, where npm's own setting of the name would stand: it overrides an argument.
   const headers = nodeFolder() ? { npm_config_nodedir: nodeFolder() } : {};
-  const options = { cwd: path.join(root, folder), env: { ...process.env, ...headers, ...env } };
+  const own = { ZAXBASE_COMPILE: '1', ...headers, ...env };
+  const options = { cwd: path.join(root, folder), env: { ...process.env, ...own } };
   const { status, stdout, stderr } = spawnSync(process.execPath, args, {
     ...options,
     encoding: 'utf8',
@@ -114,4 +116,7 @@ function filesIn(folder, pattern) {
     .sort();
 }
 
-module.exports = { root, run, ensurePackages, ensureModules, nodeFolder, build, filesIn };
+module.exports = {
+  ...{ root, run, ensurePackages, ensureModules },
+  ...{ nodeFolder, nodeGyp, build, filesIn },
+};

@@ -143,8 +143,12 @@ async function s6({ rounds, quick }) {
     const { seconds } = await measure(rounds, compile);
     rows.push(row(`${what}: compilation`, 's', seconds, compilationGoal));
   }
+  const { size } = await interleave(names, 1, (name) =>
+    strippedSize(name === 'zax' ? 'plain_split' : `plain_${name}`),
+  );
+  rows.push(row('plain road, for every Node: stripped', 'KiB', size, goal('napi', 3)));
   const further = async (what, unit, often, take, scale, limit) => {
-    const [one, eleven] = ['plain_zax', 'plain_ten_more'];
+    const [one, eleven] = ['plain_one', 'plain_ten_more'];
     const figures = Object.values(await interleave([one, eleven], often, take))[0];
     const median = ((figures[eleven].median - figures[one].median) / 10) * scale;
     const zax = { median, min: median, max: median };

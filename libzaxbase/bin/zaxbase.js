@@ -3,10 +3,16 @@
 
 // zaxbase new NAME: makes an add-on from the template, in a folder of that name.
 // zaxbase types FILE.node: prints the TypeScript declarations of an add-on on ZAX_MODULE.
+// In the folder of an add-on on ZAX_MODULE:
+// zaxbase prebuild [OPTION...]: builds it for publishing, as one binary for every Node.
+// zaxbase install: builds it, unless it was published with a binary that can be loaded here.
+// zaxbase backend: compiles what such a binary needs for the Node that runs, where that is missing.
 
 const fs = require('node:fs');
 const { isBuiltin } = require('node:module');
 const path = require('node:path');
+
+const { backend, install, prebuild } = require('../shipping');
 
 const template = path.join(__dirname, '../template');
 const validName = /^(@[a-z0-9][a-z0-9._-]*\/)?[a-z0-9][a-z0-9._-]*$/;
@@ -72,10 +78,19 @@ function exportsOf(binary) {
   return module.exports;
 }
 
-const commands = { new: create, types };
+/** Each command and how many arguments it takes; what it returns is the exit status. */
+const commands = {
+  new: [create, 1, 1],
+  types: [types, 1, 1],
+  prebuild: [prebuild, 0, Infinity],
+  install: [install, 0, 0],
+  backend: [backend, 0, 0],
+};
 
-const [command, argument, ...rest] = process.argv.slice(2);
-if (!Object.hasOwn(commands, command ?? '') || argument === undefined || rest.length > 0) {
-  fail('Usage: zaxbase new NAME, or: zaxbase types FILE.node');
-}
-commands[command](argument);
+const usage =
+  'Usage: zaxbase new NAME, zaxbase types FILE.node, zaxbase prebuild, zaxbase install or zaxbase backend';
+
+const [name, ...args] = process.argv.slice(2);
+const [command, least, most] = Object.hasOwn(commands, name ?? '') ? commands[name] : [];
+if (!command || args.length < least || args.length > most) fail(usage);
+process.exitCode = command(...args);
