@@ -17,7 +17,7 @@ const endsWith =
   (...script) =>
     test(name, async () => {
       const args = ['-e', prelude + String.raw(...script)];
-      const ended = await run(process.execPath, args, { cwd: __dirname });
+      const ended = await run(process.execPath, args, { cwd: __dirname, env: { TELL_LIVE: 1 } });
       assert.equal(ended.status, status, ended.stderr);
       assertText(ended.stdout, stdout);
       assertText(ended.stderr, stderr);
