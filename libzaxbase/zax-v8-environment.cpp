@@ -113,10 +113,6 @@ Environment::Environment(EventLoop& loop, v8::Local<v8::Context> context)
       runScript(context, "Error").ToLocal(&error)) {
     errorConstructor_.Reset(isolate_, error.As<v8::Object>());
     stackTraceLimit_.Reset(isolate_, internalized(isolate_, "stackTraceLimit"));
-    const auto capture = internalized(isolate_, "captureStackTrace");
-    captureStackTrace_.Reset(
-        isolate_,
-        error.As<v8::Object>()->Get(context, capture).ToLocalChecked().As<v8::Function>());
     makeError_.Reset(isolate_, makeError.As<v8::Function>());
   }
 }
@@ -156,17 +152,14 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
 
 v8::MaybeLocal<v8::Object> Environment::captureStack() {
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
-  const v8::Local<v8::Object> trace = v8::Object::New(isolate_);
   v8::Local<v8::Value> limit;
   if (!errorConstructor_.Get(isolate_)
            ->Get(context, stackTraceLimit_.Get(isolate_))
-           .ToLocal(&limit))
+           .ToLocal(&limit)) {
     return {};
-  if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return trace;
-  v8::Local<v8::Value> argument = trace;
-  const auto capture = captureStackTrace_.Get(isolate_);
-  if (capture->Call(context, v8::Undefined(isolate_), 1, &argument).IsEmpty()) return {};
-  return trace;
+  }
+  if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return v8::Object::New(isolate_);
+  return v8::Exception::Error(v8::String::Empty(isolate_)).As<v8::Object>();
 }
 
 Environment::Trace::Trace(Environment& environment, v8::Local<v8::Object> trace)

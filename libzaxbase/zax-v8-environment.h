@@ -74,7 +74,6 @@ class Environment : public NonCopyable {
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
   v8::Global<v8::Object> errorConstructor_;
-  v8::Global<v8::Function> captureStackTrace_;
   v8::Global<v8::String> stackTraceLimit_;
   v8::Local<v8::Object> trace_;  ///< the stack for errors; empty: that of the moment
   std::unique_ptr<Tasks> tasks_;

@@ -216,7 +216,7 @@ bool Tasks::listen(TaskJob& job, v8::Local<v8::Object> signal, bool* aborted) {
 void Tasks::onAbort(const v8::FunctionCallbackInfo<v8::Value>& info) {
   auto* job = static_cast<TaskJob*>(unwrapPointer(info[0]));
   job->task_->cancel(job->task_);
-  EventLoop::takeBack(*job);
+  job->tasks_.environment_.loop().takeBack(*job);
 }
 
 void Tasks::settleLater(TaskJob& job) {

@@ -12,3 +12,4 @@
 #include "zax-message-buffer.cpp"
 #include "zax-v8-base.cpp"
 #include "zax-v8-loop.cpp"
+#include "zax-v8-pool-queue.cpp"
