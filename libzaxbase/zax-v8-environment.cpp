@@ -136,8 +136,12 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   if (makeError_.IsEmpty()) return v8::Exception::Error(toV8(isolate_, record.message));
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
   // Here there is no script between the stack and the caller, which would be walked for nothing.
-  v8::Local<v8::Object> trace = trace_;
-  if (trace.IsEmpty() && !captureStack().ToLocal(&trace)) return {};
+  v8::Local<v8::Object> trace;
+  if (!trace_) {
+    if (!captureStack().ToLocal(&trace)) return {};
+  } else {
+    trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : trace_->Get(isolate_);
+  }
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       toV8(isolate_, record.exceptionClass),
@@ -160,11 +164,6 @@ v8::MaybeLocal<v8::Object> Environment::captureStack() {
   }
   if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return v8::Object::New(isolate_);
   return v8::Exception::Error(v8::String::Empty(isolate_)).As<v8::Object>();
-}
-
-Environment::Trace::Trace(Environment& environment, v8::Local<v8::Object> trace)
-    : environment_(environment), outer_(environment.trace_) {
-  environment.trace_ = trace.IsEmpty() ? v8::Object::New(environment.isolate_) : trace;
 }
 
 Tasks& Environment::tasks() {

@@ -45,12 +45,15 @@ class Environment : public NonCopyable {
   /// Within its life errors have the stack that `trace` has captured; an empty one, none.
   class Trace : public NonCopyable {
    public:
-    Trace(Environment& environment, v8::Local<v8::Object> trace);
+    Trace(Environment& environment, const v8::Global<v8::Object>& trace)
+        : environment_(environment), outer_(environment.trace_) {
+      environment.trace_ = &trace;
+    }
     ~Trace() { environment_.trace_ = outer_; }
 
    private:
     Environment& environment_;
-    v8::Local<v8::Object> outer_;
+    const v8::Global<v8::Object>* outer_;
   };
 
   Tasks& tasks();
@@ -75,7 +78,7 @@ class Environment : public NonCopyable {
   v8::Global<v8::Function> makeError_;
   v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::String> stackTraceLimit_;
-  v8::Local<v8::Object> trace_;  ///< the stack for errors; empty: that of the moment
+  const v8::Global<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment
   std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "zax-block-cache.h"
 #include "zax-v8-backend.h"
 #include "zax-v8-base.h"
 #include "zax-v8-environment.h"
@@ -28,6 +29,18 @@ v8::Local<v8::Function> functionNamed(v8::Local<v8::Context> context, v8::Local<
 TaskJob::TaskJob(Tasks& tasks, ZaxTask* task, v8::Local<v8::Promise::Resolver> resolver)
     : tasks_(tasks), task_(task), resolver_(tasks.isolate_, resolver) {
   task->job = this;
+}
+
+namespace {
+
+thread_local BlockCache jobMemory;
+
+}  // namespace
+
+void* TaskJob::operator new(std::size_t size) { return jobMemory.allocate(size); }
+
+void TaskJob::operator delete(void* memory, std::size_t size) noexcept {
+  jobMemory.release(memory, size);
 }
 
 TaskJob::~TaskJob() {
@@ -92,7 +105,7 @@ void TaskJob::settle() {
 void TaskJob::settleFrom(v8::Local<v8::Context> context) {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::Local<v8::Promise::Resolver> resolver = resolver_.Get(isolate);
-  const Environment::Trace trace(tasks_.environment_, trace_.Get(isolate));
+  const Environment::Trace trace(tasks_.environment_, trace_);
   v8::TryCatch tryCatch(isolate);
   ZaxValue* result = ran_ ? task_->result(task_) : nullptr;
   if (tryCatch.HasTerminated()) return;
