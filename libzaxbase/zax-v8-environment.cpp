@@ -137,11 +137,8 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
   // Here there is no script between the stack and the caller, which would be walked for nothing.
   v8::Local<v8::Object> trace;
-  if (!trace_) {
-    if (!captureStack().ToLocal(&trace)) return {};
-  } else {
-    trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : trace_->Get(isolate_);
-  }
+  if (trace_) trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : *trace_;
+  if (!trace_ && !captureStack().ToLocal(&trace)) return {};
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       toV8(isolate_, record.exceptionClass),

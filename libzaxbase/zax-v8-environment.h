@@ -45,15 +45,16 @@ class Environment : public NonCopyable {
   /// Within its life errors have the stack that `trace` has captured; an empty one, none.
   class Trace : public NonCopyable {
    public:
-    Trace(Environment& environment, const v8::Global<v8::Object>& trace)
-        : environment_(environment), outer_(environment.trace_) {
-      environment.trace_ = &trace;
+    Trace(Environment& environment, v8::Local<v8::Object> trace)
+        : environment_(environment), outer_(environment.trace_), trace_(trace) {
+      environment.trace_ = &trace_;
     }
     ~Trace() { environment_.trace_ = outer_; }
 
    private:
     Environment& environment_;
-    const v8::Global<v8::Object>* outer_;
+    const v8::Local<v8::Object>* outer_;
+    v8::Local<v8::Object> trace_;
   };
 
   Tasks& tasks();
@@ -78,7 +79,7 @@ class Environment : public NonCopyable {
   v8::Global<v8::Function> makeError_;
   v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::String> stackTraceLimit_;
-  const v8::Global<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment
+  const v8::Local<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment
   std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;

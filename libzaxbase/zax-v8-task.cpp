@@ -105,7 +105,7 @@ void TaskJob::settle() {
 void TaskJob::settleFrom(v8::Local<v8::Context> context) {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::Local<v8::Promise::Resolver> resolver = resolver_.Get(isolate);
-  const Environment::Trace trace(tasks_.environment_, trace_);
+  const Environment::Trace trace(tasks_.environment_, trace_.Get(isolate));
   v8::TryCatch tryCatch(isolate);
   ZaxValue* result = ran_ ? task_->result(task_) : nullptr;
   if (tryCatch.HasTerminated()) return;
