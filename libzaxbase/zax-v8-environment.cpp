@@ -200,6 +200,24 @@ v8::MaybeLocal<v8::Object> Environment::smallBuffer(const std::uint8_t* data, st
   return buffer;
 }
 
+void Environment::remember(v8::Local<v8::ArrayBuffer> buffer) {
+  for (const auto& known : remembered_) {
+    if (known == buffer) return;
+  }
+  auto& place = remembered_[nextRemembered_++ % remembered_.size()];
+  place.Reset(isolate_, buffer);
+  place.SetWeak();
+}
+
+v8::Local<v8::ArrayBuffer> Environment::recall(
+    const std::shared_ptr<v8::BackingStore>& memory) const {
+  for (const auto& known : remembered_) {
+    const v8::Local<v8::ArrayBuffer> buffer = known.Get(isolate_);
+    if (!buffer.IsEmpty() && buffer->GetBackingStore() == memory) return buffer;
+  }
+  return {};
+}
+
 void ScriptGuard::keep() {
   if (tryCatch_.HasTerminated()) {
     tryCatch_.ReThrow();

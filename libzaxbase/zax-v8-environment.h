@@ -3,6 +3,7 @@
 
 #include <v8.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -66,6 +67,11 @@ class Environment : public NonCopyable {
   /// A Buffer with a copy of a few bytes, on memory that many of them share.
   v8::MaybeLocal<v8::Object> smallBuffer(const std::uint8_t* data, std::size_t size);
 
+  /// Remembers whose memory native code is going to hold; of late ones, as long as they live.
+  void remember(v8::Local<v8::ArrayBuffer> buffer);
+  /// The remembered ArrayBuffer of this memory; empty where there is none.
+  v8::Local<v8::ArrayBuffer> recall(const std::shared_ptr<v8::BackingStore>& memory) const;
+
  private:
   static constexpr std::size_t slabSize = 65536;  // bytes
 
@@ -89,6 +95,8 @@ class Environment : public NonCopyable {
   v8::Global<v8::ArrayBuffer> slab_;
   std::uint8_t* slabData_ = nullptr;
   std::size_t slabUsed_ = slabSize;
+  std::array<v8::Global<v8::ArrayBuffer>, 16> remembered_;
+  std::size_t nextRemembered_ = 0;
 };
 
 /// Catches what script throws within its life, for the backend's callers to take. A termination of
