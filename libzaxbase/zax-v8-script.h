@@ -107,10 +107,12 @@ inline constexpr char taskScript[] = R"script(
      */
     deliverer(onProgress) {
       let next = 0;
-      return AsyncResource.bind((values) => {
+      const give = (values) => {
         while (next < values.length) onProgress(values[next++]);
         next = 0;
-      }, 'ZaxTask');
+      };
+      const caller = new AsyncResource('ZaxTask');
+      return (values) => caller.runInAsyncScope(give, undefined, values);
     },
 
     /** Cancels a task when the signal is aborted; returns whether it is already. */
