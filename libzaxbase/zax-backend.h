@@ -118,7 +118,7 @@ struct ZaxBulk {
 struct ZaxBytesView {
   size_t size;               ///< bytes
   enum ZaxElementType type;  ///< of a typed array
-  bool resizable;            ///< whether script can take memory away
+  bool resizable;            ///< whether script can change the memory's size
   bool detached;             ///< whether the memory has gone elsewhere
 };
 

@@ -172,17 +172,26 @@ std::string Function::parameterName(int index) const {
   return names_.empty() ? "" : names_[index];
 }
 
-std::string Function::declaration() const {
-  std::string text = "(";
+std::string Function::declareParameter(int index) const {
+  const std::string name = parameterName(index);
+  const std::string type = signature_.parameters[index]();
+  return concat({name.empty() ? concat({"arg", std::to_string(index + 1)}) : declarable(name),
+                 index >= signature_.required ? "?: " : ": ", type,
+                 acceptsUndefined(type) ? " | null" : ""});
+}
+
+std::string Function::declaration(const std::string& indentation) const {
+  constexpr std::size_t longest = 82;  // With "export function " a line of 100.
+  std::string line;
+  std::string lines;
   for (int i = 0; i < signature_.count; ++i) {
-    if (i > 0) text += ", ";
-    const std::string name = parameterName(i);
-    text += name.empty() ? concat({"arg", std::to_string(i + 1)}) : declarable(name);
-    const std::string type = signature_.parameters[i]();
-    const bool optional = i >= signature_.required;
-    text += concat({optional ? "?: " : ": ", type, acceptsUndefined(type) ? " | null" : ""});
+    const std::string parameter = declareParameter(i);
+    line += concat({i > 0 ? ", " : "", parameter});
+    lines += concat({"\n", indentation, "  ", parameter, ","});
   }
-  return concat({text, "): ", signature_.result()});
+  const std::string end = concat({"): ", signature_.result()});
+  if (name_.size() + line.size() + end.size() <= longest) return concat({"(", line, end});
+  return concat({"(", lines, "\n", indentation, end});
 }
 
 }  // namespace zax

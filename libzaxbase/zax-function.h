@@ -57,8 +57,9 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// What follows the name in a declaration file, as in `(values: number[]): number`.
-  std::string declaration() const;
+  /// What follows the name in a declaration file, as in `(values: number[]): number`; a line for
+  /// each parameter, indented further than the name is, where one does not hold them all.
+  std::string declaration(const std::string& indentation) const;
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
 
@@ -76,6 +77,7 @@ class Function : public ZaxFunction {
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
   std::string parameterName(int index) const;
+  std::string declareParameter(int index) const;
 
   std::string name_;
   std::vector<std::string> names_;
@@ -131,6 +133,10 @@ struct CallOf {
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
+    static_assert(
+        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
+        "a parameter must be a value or a const reference: what a function writes to a "
+        "reference would not reach JavaScript; return it");
     return Arguments{readOne<std::decay_t<P>>(invocation, I)...};
   }
 
@@ -145,10 +151,6 @@ struct CallOf {
 
   template <typename F>
   static ZaxValue* run(F& callable, const Function& /*function*/, Invocation& invocation) {
-    static_assert(
-        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
-        "a parameter must be a value or a const reference: what a function writes to a "
-        "reference would not reach JavaScript; return it");
     constexpr auto index = std::index_sequence_for<P...>();
     [[maybe_unused]] MaybeKeeper keeper;
     Arguments arguments = read(invocation, index);

@@ -35,7 +35,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
     const std::string name = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
     text += concat({documentation(entry.text, indentation), indentation});
     if (entry.function) {
-      text += name + entry.function->declaration();
+      text += name + entry.function->declaration(indentation);
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
       text += concat({name, ": {\n", members, indentation, "}"});
@@ -49,7 +49,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
 
 /// What a name is declared as: `keyword` and its type.
 std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
-  if (entry.function) return concat({"function ", name, entry.function->declaration()});
+  if (entry.function) return concat({"function ", name, entry.function->declaration("")});
   if (entry.group)
     return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
   return concat({"const ", name, ": ", entry.declaration()});

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "zax-base.h"
 #include "zax-block-cache.h"
 
 namespace zax {
@@ -10,9 +11,9 @@ Cancelled::Cancelled()
     : ErrnoException(Errno(ECANCELED), __("The task was cancelled"), DebugInfo()) {}
 
 bool ProgressChannel::makeRoom(Lock& held, const std::size_t& waiting) {
-  if (waiting >= half && std::this_thread::get_id() != taker_) {
+  if (waiting >= capacity && std::this_thread::get_id() != taker_) {
     ++posters_;
-    room_.wait(held, [&] { return closed_ || waiting < half; });
+    room_.wait(held, [&] { return closed_ || waiting < capacity; });
     --posters_;
   }
   return !closed_;

@@ -51,9 +51,9 @@ class Cancellation {
   std::shared_ptr<const std::atomic<bool>> flag_;
 };
 
-/// The way of a task's progress values to the JavaScript thread, in the order of posting. At most
-/// `capacity` of them wait; then a poster waits as well, until the JavaScript thread has taken some
-/// or the way is closed. The JavaScript thread itself never waits.
+/// The way of a task's progress values to the JavaScript thread, in the order of posting. With
+/// `capacity` of them waiting a poster waits too, until the JavaScript thread has taken them or the
+/// way is closed. The JavaScript thread itself never waits.
 class ProgressChannel {
  public:
   static constexpr std::size_t capacity = 16384;
@@ -73,9 +73,6 @@ class ProgressChannel {
   void close();
 
  protected:
-  /// Half of them are on their way while the others are collected.
-  static constexpr std::size_t half = capacity / 2;
-
   using Lock = std::unique_lock<std::mutex>;
 
   Lock lock() { return Lock(mutex_); }
@@ -136,9 +133,9 @@ class ProgressChannelOf : public ProgressChannel {
 
 /// A parameter of a task, which JavaScript does not see: `progress(value)` hands a value to the
 /// caller's onProgress. Every value that is posted before the task ends is delivered, in order and
-/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values
-/// waiting a call waits for the JavaScript thread. Copies share all this, on any thread; what they
-/// post after the task's end is dropped.
+/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values waiting
+/// a call waits for the JavaScript thread to take them. Copies share all this, on any thread; what
+/// they post after the task's end is dropped.
 template <typename T>
 class Progress {
  public:

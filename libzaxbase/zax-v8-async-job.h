@@ -5,24 +5,24 @@
 #include <v8.h>
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <string>
 
 #include "zax-base.h"
 #include "zax-error-info.h"
 #include "zax-v8-callback.h"
+#include "zax-v8-notification.h"
 
 namespace zax {
-
-class AsyncNotification;
 
 /// Base of every asynchronous operation. `beginJob` does the work on a thread of the libuv pool,
 /// `afterJob` then replies to the callback on the JavaScript thread. A job is allocated with `new`
 /// and deletes itself when its last reference is released: normally the one that `start` took,
 /// after the reply. A job whose callback is empty replies to nobody.
+///
+/// A job belongs to the JavaScript thread that makes it. When that is a Worker's and ends, a job
+/// that waits for the pool is deleted and one that runs is waited for; they reply to nobody.
 ///
 /// The reference count may change on any thread; the last reference is released on the JavaScript
 /// thread, because the callback goes with it. Everything else has one thread at a time: the
@@ -46,8 +46,8 @@ class AsyncJob : public NonCopyable {
 
   virtual ~AsyncJob() = default;
 
-  /// Queues the job on the default loop's pool. JavaScript thread, once. Ends the process when
-  /// libuv refuses the work.
+  /// Queues the job on the libuv pool. JavaScript thread, once. Ends the process when libuv refuses
+  /// the work.
   void start();
 
   /// Any thread.
@@ -75,8 +75,8 @@ class AsyncJob : public NonCopyable {
   /// notification's execute, which holds the lock that this takes. Throws
   /// ErrnoGenericException<EFAILED> when libuv refuses; the notification then stays queued.
   ///
-  /// The first call of the process creates the async handle, on whichever thread it comes from;
-  /// from then on the handle keeps the event loop alive.
+  /// The first one for a JavaScript thread keeps its event loop alive from then on, by an async
+  /// handle; that of the main thread is created on whichever thread the call comes from.
   static void notify(AsyncNotification* notification);
 
   /// What libuv calls on the pool thread and on the JavaScript thread.
@@ -100,47 +100,8 @@ class AsyncJob : public NonCopyable {
 
   std::unique_ptr<ErrorInfo> error_;  // 5 KB that few jobs need
   std::string unknownExceptionCode_;
+  const std::shared_ptr<NotificationQueue> notifications_;  // those of the job's thread
 };
-
-/// Something that a job tells the script while it works. A job makes one with `new` in beginJob and
-/// hands it to AsyncJob::notify; it is executed once, in the order of posting, before the job's
-/// reply, and then deleted. Keeps its job alive.
-class AsyncNotification {
- public:
-  /// Any thread that holds a reference to the job, as beginJob does.
-  explicit AsyncNotification(AsyncJob* job);
-  virtual ~AsyncNotification();
-
-  AsyncNotification(const AsyncNotification&) = delete;
-  AsyncNotification& operator=(const AsyncNotification&) = delete;
-
-  /// Memory that a drain has got back is used again. Any thread.
-  static void* operator new(std::size_t size);
-  static void operator delete(void* memory, std::size_t size) noexcept;
-  static void* operator new(std::size_t size, std::align_val_t alignment);
-  static void operator delete(void* memory, std::size_t size, std::align_val_t alignment) noexcept;
-
-  /// Runs on the JavaScript thread, in a handle scope, while the queue of notifications is locked.
-  /// Must neither throw nor post; the script that it calls must not bring about a post either.
-  virtual void execute() = 0;
-
-  /// Calls the job's callback with (0, value). JavaScript thread, from execute; what the script
-  /// throws is reported as an uncaught exception after execute has returned.
-  void deliver(v8::Local<v8::Value> value);
-
- private:
-  friend class NotificationQueue;
-
-  AsyncJob* job_;
-  AsyncNotification* next_ = nullptr;
-};
-
-/// Executes and deletes all pending notifications, first in, first out. JavaScript thread; threads
-/// that post meanwhile wait until it has returned.
-void asyncNotificationsRun();
-
-/// The same, as libuv calls it.
-void asyncNotificationsRunCallback(uv_async_t* handle);
 
 }  // namespace zax
 

@@ -300,17 +300,13 @@ void onCall(const Info& info) {
 
 /// What V8 calls for every task: whatever fails rejects the promise.
 void onTaskCall(const Info& info) {
-  v8::Isolate* isolate = info.GetIsolate();
-  v8::TryCatch tryCatch(isolate);
-  ZaxValue* promise = enter(info);
+  ZaxValue* promise = nullptr;
+  const v8::Local<v8::Value> thrown = thrownBy(info.GetIsolate(), [&] { promise = enter(info); });
+  v8::Local<v8::Promise::Resolver> resolver;
   if (promise) {
     info.GetReturnValue().Set(toLocal(promise));
-  } else if (tryCatch.HasTerminated()) {
-    tryCatch.ReThrow();
-  } else if (tryCatch.HasCaught()) {
-    v8::Local<v8::Promise::Resolver> resolver;
-    if (!v8::Promise::Resolver::New(context()).ToLocal(&resolver)) return;
-    resolver->Reject(context(), tryCatch.Exception()).FromMaybe(false);
+  } else if (!thrown.IsEmpty() && v8::Promise::Resolver::New(context()).ToLocal(&resolver)) {
+    resolver->Reject(context(), thrown).FromMaybe(false);
     info.GetReturnValue().Set(resolver->GetPromise());
   }
 }

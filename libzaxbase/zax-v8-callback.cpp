@@ -19,27 +19,34 @@ v8::MaybeLocal<v8::Value> makeCallback(v8::Isolate* isolate, v8::Local<v8::Funct
 
 }  // namespace
 
-Callback::Callback(const Callback& other) : function_(v8::Isolate::GetCurrent(), other.function_) {}
+void reportUncaught(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
+  if (tryCatch.HasCaught() && !tryCatch.HasTerminated()) node::FatalException(isolate, tryCatch);
+}
+
+Callback::Callback(const Callback& other)
+    : function_(v8::Isolate::GetCurrent(), other.function_), isolate_(other.isolate_) {}
 
 Callback& Callback::operator=(const Callback& other) { return *this = Callback(other); }
 
 Callback& Callback::operator=(Callback&& other) noexcept {
   function_ = std::move(other.function_);
+  isolate_ = other.isolate_;
   return *this;
 }
 
 Callback::~Callback() {
-  if (*this && v8::Isolate::TryGetCurrent()) function_.~Global();
+  if (*this && v8::Isolate::TryGetCurrent() == isolate_) function_.~Global();
 }
 
 void Callback::reset(v8::Local<v8::Function> function) {
-  function_.Reset(v8::Isolate::GetCurrent(), function);
+  isolate_ = v8::Isolate::GetCurrent();
+  function_.Reset(isolate_, function);
 }
 
 void Callback::callGuarded(v8::Isolate* isolate, int argc, v8::Local<v8::Value>* argv) {
   v8::TryCatch tryCatch(isolate);
   (void)invoke(argc, argv);
-  if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
+  reportUncaught(isolate, tryCatch);
 }
 
 /// Replies with (0, build(isolate)).

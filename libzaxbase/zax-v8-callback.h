@@ -14,7 +14,8 @@ namespace zax {
 
 /// Holds a JavaScript function and replies to it. Empty until parseCallback or reset fills it; a
 /// copy is a second, independent handle to the same function. JavaScript thread only, the
-/// destructor included. One that outlives JavaScript, as a static one does, lets go of nothing.
+/// destructor included. One that outlives its JavaScript thread, as a static one does, lets go of
+/// nothing.
 ///
 /// Every `call` opens its own handle scope. What the function returns is discarded; what it throws
 /// is reported as an uncaught exception of the process, and the native caller carries on.
@@ -23,7 +24,8 @@ class Callback {
  public:
   Callback() : function_() {}
   Callback(const Callback& other);
-  Callback(Callback&& other) noexcept : function_(std::move(other.function_)) {}
+  Callback(Callback&& other) noexcept
+      : function_(std::move(other.function_)), isolate_(other.isolate_) {}
   Callback& operator=(const Callback& other);
   Callback& operator=(Callback&& other) noexcept;
   ~Callback();
@@ -71,11 +73,16 @@ class Callback {
   template <typename Build>
   void reply(const Build& build);
 
-  // In a union, for the destructor to decide: without an isolate there is nothing to let go of.
+  // In a union, for the destructor to decide: without the isolate there is nothing to let go of.
   union {
     v8::Global<v8::Function> function_;
   };
+  v8::Isolate* isolate_ = nullptr;  // that of the function
 };
+
+/// Reports what script threw, if it did, as an uncaught exception of the process; the termination
+/// of a Worker's script is none. JavaScript thread only.
+void reportUncaught(v8::Isolate* isolate, const v8::TryCatch& tryCatch);
 
 /// Calls the function stored under `name` on the global object, with the global object as receiver,
 /// and returns its result. When there is no such function, writes a line to standard error and

@@ -114,6 +114,18 @@ class ScriptGuard : public NonCopyable {
   v8::TryCatch tryCatch_;
 };
 
+/// What is thrown into script while `run` runs; empty where nothing is, or where the thread is
+/// being terminated, which goes on. (In some versions of V8 nothing else may be called as long as
+/// the TryCatch has not been destroyed.)
+template <typename F>
+v8::Local<v8::Value> thrownBy(v8::Isolate* isolate, const F& run) {
+  v8::TryCatch tryCatch(isolate);
+  run();
+  if (!tryCatch.HasTerminated()) return tryCatch.Exception();
+  tryCatch.ReThrow();
+  return {};
+}
+
 /// Compiles and runs a script of the framework's own.
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source);
 

@@ -29,7 +29,8 @@ EventLoop::EventLoop(v8::Local<v8::Context> context)
     : isolate_(v8::Isolate::GetCurrent()),
       loop_(node::GetCurrentEventLoop(isolate_)),
       hook_(node::AddEnvironmentCleanupHook(isolate_, onEnd, this)) {
-  node::AtExit(node::GetCurrentEnvironment(context), onExit, nullptr);
+  // A Worker always ends by onEnd; before that its threads may need what this one holds.
+  if (isMain()) node::AtExit(node::GetCurrentEnvironment(context), onExit, nullptr);
   home_.data = this;
   uv_async_init(loop_, &home_, onHome);
   auto* home = reinterpret_cast<uv_handle_t*>(&home_);
@@ -45,7 +46,7 @@ EventLoop::~EventLoop() {
     destroy(object);
   }
   current_ = nullptr;
-  if (loop_ == uv_default_loop()) mainOver_ = true;
+  if (isMain()) mainOver_ = true;
 }
 
 void EventLoop::queue(PoolWork& work) {

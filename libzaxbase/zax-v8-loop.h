@@ -71,6 +71,9 @@ class EventLoop : public NonCopyable {
   uv_loop_t* handle() const { return loop_; }
   v8::Isolate* isolate() const { return isolate_; }
 
+  /// Whether it is the main thread's.
+  bool isMain() const { return loop_ == uv_default_loop(); }
+
   /// Whether the environment is ending: no JavaScript may be entered and no handle made.
   bool isEnding() const { return ending_; }
 

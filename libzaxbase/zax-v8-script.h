@@ -50,6 +50,22 @@ inline constexpr char errorClassScript[] = R"script(
     #trace;
 
     /**
+     * The property `stack`: formatted when somebody reads it, and not before, as that is the dearest
+     * part of an error. Each error has its own: Node takes for no error what has none, and tells of
+     * its rejection that nobody handles without its stack.
+     */
+    static #stack = {
+      get() {
+        const frames = #trace in this ? scriptFrames(this.#trace) : '';
+        return `${this}${nativeFrames(this.details)}${frames}`;
+      },
+      set(value) {
+        defineProperty(this, 'stack', { value, writable: true, configurable: true });
+      },
+      configurable: true,
+    };
+
+    /**
      * Frames of the stack down to the function `caller` are left out. Native code gives an object
      * instead that has captured the stack.
      */
@@ -58,21 +74,11 @@ inline constexpr char errorClassScript[] = R"script(
       set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
       super(message ?? '');
       set(Error, 'stackTraceLimit', limit);
-      delete this.stack; // It would hide the one of the class.
+      defineProperty(this, 'stack', ZaxBindingError.#stack);
       this.code = code;
       this.details = details;
       this.#trace = typeof caller === 'object' ? caller : {};
       if (caller !== this.#trace) captureStackTrace(this.#trace, caller);
-    }
-
-    /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
-    get stack() {
-      const frames = #trace in this ? scriptFrames(this.#trace) : '';
-      return `${this}${nativeFrames(this.details)}${frames}`;
-    }
-
-    set stack(value) {
-      defineProperty(this, 'stack', { value, writable: true, configurable: true });
     }
   }
 
@@ -106,13 +112,17 @@ inline constexpr char taskScript[] = R"script(
      * again after one of them has thrown, it goes on with the next.
      */
     deliverer(onProgress) {
+      const caller = new AsyncResource('ZaxTask');
       let next = 0;
       const give = (values) => {
         while (next < values.length) onProgress(values[next++]);
         next = 0;
       };
-      const caller = new AsyncResource('ZaxTask');
       return (values) => caller.runInAsyncScope(give, undefined, values);
+    },
+
+    raise(error) {
+      throw error;
     },
 
     /** Cancels a task when the signal is aborted; returns whether it is already. */

@@ -68,26 +68,31 @@ bool TaskJob::deliverProgress() {
   if (deliver_.IsEmpty() || isolate->IsExecutionTerminating()) return false;
   const v8::HandleScope scope(isolate);
   ZaxValue* values[mostProgress];
-  const v8::TryCatch tryCatch(isolate);
-  const std::size_t count = task_->takeProgress(task_, values, mostProgress);
+  std::size_t count = 0;
+  v8::Local<v8::Value> failure =
+      thrownBy(isolate, [&] { count = task_->takeProgress(task_, values, mostProgress); });
   if (count > 0) {
     auto* locals = reinterpret_cast<v8::Local<v8::Value>*>(values);
-    giveProgress(v8::Array::New(isolate, locals, count));
+    const auto array = v8::Array::New(isolate, locals, count);
+    // A call that fails has given at least one value, unless no script can run any more.
+    for (std::size_t calls = 0; calls <= count && !callProgress(deliver_, array);) ++calls;
   }
-  if (tryCatch.HasCaught()) node::FatalException(isolate, tryCatch);
-  return count == mostProgress || tryCatch.HasCaught();
+  if (!failure.IsEmpty()) callProgress(tasks_.raise_, failure);
+  return count == mostProgress || !failure.IsEmpty();
 }
 
-/// What onProgress throws is an uncaught exception; the values after that are given all the same.
-void TaskJob::giveProgress(v8::Local<v8::Value> values) {
+/// Calls a function, for which what it throws is an uncaught exception; returns whether it has done
+/// all that it will do.
+bool TaskJob::callProgress(const v8::Global<v8::Function>& function,
+                           v8::Local<v8::Value> argument) {
   v8::Isolate* isolate = tasks_.isolate_;
-  const v8::Local<v8::Context> context = isolate->GetCurrentContext();
-  const v8::Local<v8::Function> deliver = deliver_.Get(isolate);
-  while (!isolate->IsExecutionTerminating()) {
-    const v8::TryCatch tryCatch(isolate);
-    if (!deliver->Call(context, v8::Undefined(isolate), 1, &values).IsEmpty()) return;
-    if (!tryCatch.HasTerminated()) node::FatalException(isolate, tryCatch);
-  }
+  const v8::TryCatch tryCatch(isolate);
+  const auto result = function.Get(isolate)->Call(isolate->GetCurrentContext(),
+                                                  v8::Undefined(isolate), 1, &argument);
+  if (!result.IsEmpty()) return true;
+  if (tryCatch.HasTerminated()) return true;
+  node::FatalException(isolate, tryCatch);
+  return false;
 }
 
 void TaskJob::settle() {
@@ -106,13 +111,14 @@ void TaskJob::settleFrom(v8::Local<v8::Context> context) {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::Local<v8::Promise::Resolver> resolver = resolver_.Get(isolate);
   const Environment::Trace trace(tasks_.environment_, trace_.Get(isolate));
-  v8::TryCatch tryCatch(isolate);
-  ZaxValue* result = ran_ ? task_->result(task_) : nullptr;
-  if (tryCatch.HasTerminated()) return;
+  ZaxValue* result = nullptr;
+  v8::Local<v8::Value> why =
+      thrownBy(isolate, [&] { result = ran_ ? task_->result(task_) : nullptr; });
+  if (isolate->IsExecutionTerminating()) return;
   if (result) {
     resolver->Resolve(context, toLocal(result)).FromMaybe(false);
   } else {
-    const auto why = tryCatch.HasCaught() ? tryCatch.Exception() : reason(context);
+    if (why.IsEmpty()) why = reason(context);
     resolver->Reject(context, why).FromMaybe(false);
   }
 }
@@ -193,6 +199,7 @@ bool Tasks::loadScript(v8::Local<v8::Context> context) {
     return false;
   }
   const auto functions = made.As<v8::Object>();
+  raise_.Reset(isolate_, functionNamed(context, functions, "raise"));
   deliverer_.Reset(isolate_, functionNamed(context, functions, "deliverer"));
   unlisten_.Reset(isolate_, functionNamed(context, functions, "unlisten"));
   listen_.Reset(isolate_, functionNamed(context, functions, "listen"));

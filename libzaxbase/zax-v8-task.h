@@ -40,7 +40,7 @@ class TaskJob : public PoolWork {
   void finish(bool ran) override;
   void cancel() override;
 
-  void giveProgress(v8::Local<v8::Value> values);
+  bool callProgress(const v8::Global<v8::Function>& function, v8::Local<v8::Value> argument);
   void settleFrom(v8::Local<v8::Context> context);
   v8::Local<v8::Value> reason(v8::Local<v8::Context> context) const;
 
@@ -95,6 +95,7 @@ class Tasks : public NonCopyable {
   std::vector<TaskJob*> over_;            ///< to be settled
   v8::Global<v8::Object> resource_;
   v8::Global<v8::Function> deliverer_;
+  v8::Global<v8::Function> raise_;
   v8::Global<v8::Function> listen_;
   v8::Global<v8::Function> unlisten_;
 };

@@ -5,4 +5,5 @@
 #include "zax-v8-async-job.cpp"
 #include "zax-v8-callback.cpp"
 #include "zax-v8-error.cpp"
+#include "zax-v8-notification.cpp"
 #include "zax-v8-utils.cpp"

@@ -23,6 +23,7 @@
         'zax-v8-callback.cpp',
         'zax-v8-error.cpp',
         'zax-v8-loop.cpp',
+        'zax-v8-notification.cpp',
         'zax-v8-pool-queue.cpp',
         'zax-v8-utils.cpp',
       ],

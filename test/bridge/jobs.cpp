@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 
 #include "bridge.h"
 
@@ -8,11 +9,17 @@ namespace bridge {
 
 namespace {
 
-/// Counts the jobs and notifications that exist.
+/// Counts the jobs and notifications that exist; tells when the library goes before they do.
 struct Living {
   Living() { ++count; }
   ~Living() { --count; }
-  static inline std::atomic<int> count{0};
+
+  struct Count : std::atomic<int> {
+    ~Count() {
+      if (load() != 0) std::fprintf(stderr, "%d still live\n", load());
+    }
+  };
+  static inline Count count{0};
 };
 
 using Steps = std::list<std::string>;
@@ -56,6 +63,7 @@ class Job : public zax::Binding<Job> {
   void run(const std::string& step) {
     if (step == "notify") return notify(new Number(this, ++posted));
     if (step == "sleep") return void(usleep(1000));
+    if (step == "wait") return void(usleep(100000));
     if (step == "setError")
       return setError("SET", __("set by %(who)s", "who", "job"), ZAX_DEBUG_INFO);
     if (step == "replyError") return replyError("SENT", __("sent"), ZAX_DEBUG_INFO);

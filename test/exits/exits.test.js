@@ -26,7 +26,6 @@ const endsWith =
 const ends = endsWith(`
   const echo = require('echo');
   const { asyncEcho, asyncEchoWithNotifications, syncEcho } = echo;
-  const { Worker } = require('node:worker_threads');
   const { log } = console;
   const spin = (ms) => { for (const end = Date.now() + ms; Date.now() < end; ); };
   const nothing = () => {};
@@ -81,19 +80,6 @@ ends('the module is required again', 0, 'true\nERR_DLOPEN_FAILED\nthe first stil
   for (const file of Object.keys(require.cache)) delete require.cache[file];
   try { require('echo'); } catch (error) { log(error.code); }
   asyncEcho(0, 'the first still works', (_, text) => log(text));`;
-ends('a Worker loads the binary that the main thread has', 0, 'ERR_DLOPEN_FAILED\nmain goes on\n')`
-  const binary = Object.keys(require.cache).find((file) => file.endsWith('echo.node'));
-  const worker = new Worker('require(' + JSON.stringify(binary) + ')', { eval: true });
-  worker.on('error', (error) => log(error.code));
-  worker.on('exit', () => asyncEcho(0, 'main goes on', (_, text) => log(text)));`;
-const refused = 'echo cannot be loaded in a Worker: load it in the main thread\n';
-ends('a Worker loads the module', 0, refused)`
-  new Worker("require('echo')", { eval: true }).on('error', (error) => log(error.message));`;
-ends('without a notification nothing keeps the process alive', 0, 'x\n')`
-  asyncEcho(5, 'x', (_, text) => log(text));`;
-ends('a notification does', 0, 'alive\n')`
-  const later = () => setTimeout(() => { log('alive'); process.exit(); }, 50).unref();
-  asyncEchoWithNotifications(0, 'x', (_, text) => text === 'x' && later());`;
 
 const frames = /(\[0x[0-9a-f]{16} \+ 0x[0-9a-f]{8}\] .* \(\?\?\?\)\n)+/.source;
 const report = new RegExp(
@@ -128,6 +114,48 @@ for (const [how, printed, message] of [
 // A static Callback is destroyed after JavaScript, or with it still there.
 nativeEnds('a callback is kept', 0)`bridge.keep(() => {});`;
 nativeEnds('a callback is kept at exit', 3)`bridge.keep(() => {}); process.exit(3);`;
+
+// A Worker that loads the binary first has its own jobs; those that it leaves would take minutes.
+const inBoth = `
+  const { Worker, parentPort } = require('node:worker_threads');
+  const { log } = console;
+  const spin = (ms) => { for (const end = Date.now() + ms; Date.now() < end; ); };
+  const start = (count, steps, callback = () => {}) => {
+    while (count-- > 0) require('../support').bridge.job('', steps, ['reply'], '', callback);
+  };`;
+const workerEnds = endsWith(`${inBoth}
+  const begin = (body) => new Worker(${JSON.stringify(inBoth)} + body, { eval: true })
+    .on('exit', (code) => log('ended', code)).on('error', (error) => log(error.message));
+`);
+
+workerEnds('a Worker has jobs', 3, '0 1\n0 2\n0 done\nalive\nended 5\n')`
+  begin('(' + (() => {
+    require('../support').bridge.keep(log);
+    const later = () => { log('alive'); process.exit(5); };
+    start(1, ['notify', 'wait', 'notify'], (...reply) => {
+      log(...reply);
+      if (reply[1] === 'done') setTimeout(later, 20).unref();
+    });
+  }) + ')()').on('exit', () => process.exit(3));`;
+const tell = 'parentPort.postMessage(0); for (;;);';
+for (const [moment, script] of [
+  ['jobs waiting', 'start(4000, ["wait"]); setTimeout(act, 20);'],
+  ['notifications pending', 'start(4000, ["notify", "wait", "notify"]); spin(150); act();'],
+  ['a notification', 'start(4000, ["notify", "wait", "notify"], () => { spin(150); act(); });'],
+  ['a reply', 'start(4000, ["wait"], act);'],
+  ['an error reply', 'start(4000, ["wait", "zax"], act);'],
+]) {
+  for (const [end, status, stdout, act, ofMain] of [
+    ['terminate', 0, 'ended 1\n', tell, 'worker.terminate()'],
+    ['exit in the main thread', 3, '', tell, 'process.exit(3)'],
+    ['exit in the Worker', 0, 'ended 5\n', 'process.exit(5)'],
+    ['exception', 0, 'thrown\nended 1\n', 'throw new Error("thrown")'],
+  ]) {
+    workerEnds(`${end} with a Worker's jobs: ${moment}`, status, stdout)`
+      const worker = begin('const act = () => { ${act} }; ${script}');
+      worker.on('message', () => { ${ofMain} });`;
+  }
+}
 
 const absent = (name) => `JS object ${name} is not a function\n`;
 const tooLong = `Error message exceeds buffer size: ${'x'.repeat(5000)}\n`;
