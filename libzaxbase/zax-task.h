@@ -133,9 +133,9 @@ class ProgressChannelOf : public ProgressChannel {
 
 /// A parameter of a task, which JavaScript does not see: `progress(value)` hands a value to the
 /// caller's onProgress. Every value that is posted before the task ends is delivered, in order and
-/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values waiting
-/// a call waits for the JavaScript thread to take them. Copies share all this, on any thread; what
-/// they post after the task's end is dropped.
+/// before the promise settles. Without an onProgress a call does nothing. With 16,384 values
+/// waiting a call waits for the JavaScript thread to take them. Copies share all this, on any
+/// thread; what they post after the task's end is dropped.
 template <typename T>
 class Progress {
  public:
