@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "zax-base.h"
+#include "zax-block-cache.h"
 
 namespace zax {
 
@@ -87,6 +88,27 @@ std::string declareTaskOptions(std::string (*progress)()) {
   const std::string onProgress =
       progress ? concat({"; onProgress?: (value: ", progress(), ") => void"}) : "";
   return concat({"{ signal?: AbortSignal", onProgress, " }"});
+}
+
+namespace {
+
+thread_local BlockCache callMemory;
+
+}  // namespace
+
+void* TaskCall::operator new(std::size_t size) { return callMemory.allocate(size); }
+
+void* TaskCall::operator new(std::size_t size, std::align_val_t alignment) {
+  return ::operator new(size, alignment);
+}
+
+void TaskCall::operator delete(void* memory, std::size_t size) noexcept {
+  callMemory.release(memory, size);
+}
+
+void TaskCall::operator delete(void* memory, std::size_t /*size*/,
+                               std::align_val_t alignment) noexcept {
+  ::operator delete(memory, alignment);
 }
 
 TaskCall::TaskCall(const Function& function) : ZaxTask(), function_(function) {

@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -173,6 +174,11 @@ class TaskCall : public ZaxTask {
   TaskCall(const TaskCall&) = delete;
   TaskCall& operator=(const TaskCall&) = delete;
   virtual ~TaskCall() = default;
+
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, std::align_val_t alignment);
+  static void operator delete(void* memory, std::size_t size) noexcept;
+  static void operator delete(void* memory, std::size_t size, std::align_val_t alignment) noexcept;
 
   /// Hands the call over to the backend; returns the promise.
   static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options);

@@ -90,6 +90,10 @@ v8::Local<v8::Value> newView(v8::Local<Buffer> buffer, std::size_t offset, std::
   }
 }
 
+/// Whether memory is so large that it matters how often: V8 counts it for each ArrayBuffer that has
+/// it, and collects garbage the sooner. So what comes back gets the ArrayBuffer that it came from.
+bool isLarge(const Store& store) { return !store->IsShared() && store->ByteLength() >= 65536; }
+
 /// Whether V8 has a view of that many bytes; it would end the process otherwise.
 bool fits(std::size_t size) { return size <= node::Buffer::kMaxLength; }
 
@@ -200,7 +204,13 @@ void copyBytes(ZaxValue* slot, std::uint8_t* target, std::size_t size) {
 
 std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes) {
   std::size_t offset;
-  const Store& store = *new (memory->owner) Store(storeOf(toLocal(bytes), &offset));
+  const v8::Local<v8::Value> value = toLocal(bytes);
+  const Store& store = *new (memory->owner) Store(storeOf(value, &offset));
+  if (isLarge(store)) {
+    const bool isView = value->IsArrayBufferView();
+    Environment::current()->remember(isView ? value.As<v8::ArrayBufferView>()->Buffer()
+                                            : value.As<v8::ArrayBuffer>());
+  }
   return static_cast<std::uint8_t*>(store->Data()) + offset;
 }
 
@@ -229,7 +239,9 @@ ZaxValue* makeView(const ZaxMemory* memory, const std::uint8_t* data, std::size_
   if (store->IsShared()) {
     return toSlot(newView(v8::SharedArrayBuffer::New(currentIsolate(), store), offset, size, type));
   }
-  const auto buffer = v8::ArrayBuffer::New(currentIsolate(), store);
+  v8::Local<v8::ArrayBuffer> buffer;
+  if (isLarge(store)) buffer = Environment::current()->recall(store);
+  if (buffer.IsEmpty()) buffer = v8::ArrayBuffer::New(currentIsolate(), store);
   if (type == ZaxNoElement) return newBuffer(buffer, offset, size);
   return toSlot(newView(buffer, offset, size, type));
 }

@@ -112,10 +112,6 @@ Environment::Environment(EventLoop& loop, v8::Local<v8::Context> context)
       runScript(context, "Error").ToLocal(&error)) {
     errorConstructor_.Reset(isolate_, error.As<v8::Object>());
     stackTraceLimit_.Reset(isolate_, internalized(isolate_, "stackTraceLimit"));
-    const auto capture = internalized(isolate_, "captureStackTrace");
-    captureStackTrace_.Reset(
-        isolate_,
-        error.As<v8::Object>()->Get(context, capture).ToLocalChecked().As<v8::Function>());
     makeError_.Reset(isolate_, makeError.As<v8::Function>());
   }
 }
@@ -139,8 +135,9 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   if (makeError_.IsEmpty()) return v8::Exception::Error(toV8(isolate_, record.message));
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
   // Here there is no script between the stack and the caller, which would be walked for nothing.
-  v8::Local<v8::Object> trace = trace_;
-  if (trace.IsEmpty() && !captureStack().ToLocal(&trace)) return {};
+  v8::Local<v8::Object> trace;
+  if (trace_) trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : *trace_;
+  if (!trace_ && !captureStack().ToLocal(&trace)) return {};
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       toV8(isolate_, record.exceptionClass),
@@ -155,22 +152,14 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
 
 v8::MaybeLocal<v8::Object> Environment::captureStack() {
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
-  const v8::Local<v8::Object> trace = v8::Object::New(isolate_);
   v8::Local<v8::Value> limit;
   if (!errorConstructor_.Get(isolate_)
            ->Get(context, stackTraceLimit_.Get(isolate_))
-           .ToLocal(&limit))
+           .ToLocal(&limit)) {
     return {};
-  if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return trace;
-  v8::Local<v8::Value> argument = trace;
-  const auto capture = captureStackTrace_.Get(isolate_);
-  if (capture->Call(context, v8::Undefined(isolate_), 1, &argument).IsEmpty()) return {};
-  return trace;
-}
-
-Environment::Trace::Trace(Environment& environment, v8::Local<v8::Object> trace)
-    : environment_(environment), outer_(environment.trace_) {
-  environment.trace_ = trace.IsEmpty() ? v8::Object::New(environment.isolate_) : trace;
+  }
+  if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return v8::Object::New(isolate_);
+  return v8::Exception::Error(v8::String::Empty(isolate_)).As<v8::Object>();
 }
 
 Tasks& Environment::tasks() {
@@ -193,6 +182,24 @@ ShapeScripts& Environment::scriptsOf(const ZaxShape* shape) {
   while (lastShape_ < shapes_.size() && !is(lastShape_)) ++lastShape_;
   if (lastShape_ == shapes_.size()) shapes_.push_back(std::make_unique<ShapeScripts>(shape));
   return *shapes_[lastShape_];
+}
+
+void Environment::remember(v8::Local<v8::ArrayBuffer> buffer) {
+  for (const auto& known : remembered_) {
+    if (known == buffer) return;
+  }
+  auto& place = remembered_[nextRemembered_++ % remembered_.size()];
+  place.Reset(isolate_, buffer);
+  place.SetWeak();
+}
+
+v8::Local<v8::ArrayBuffer> Environment::recall(
+    const std::shared_ptr<v8::BackingStore>& memory) const {
+  for (const auto& known : remembered_) {
+    const v8::Local<v8::ArrayBuffer> buffer = known.Get(isolate_);
+    if (!buffer.IsEmpty() && buffer->GetBackingStore() == memory) return buffer;
+  }
+  return {};
 }
 
 void ScriptGuard::keep() {

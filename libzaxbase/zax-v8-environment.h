@@ -3,6 +3,7 @@
 
 #include <v8.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -46,12 +47,16 @@ class Environment : public NonCopyable {
   /// Within its life errors have the stack that `trace` has captured; an empty one, none.
   class Trace : public NonCopyable {
    public:
-    Trace(Environment& environment, v8::Local<v8::Object> trace);
+    Trace(Environment& environment, v8::Local<v8::Object> trace)
+        : environment_(environment), outer_(environment.trace_), trace_(trace) {
+      environment.trace_ = &trace_;
+    }
     ~Trace() { environment_.trace_ = outer_; }
 
    private:
     Environment& environment_;
-    v8::Local<v8::Object> outer_;
+    const v8::Local<v8::Object>* outer_;
+    v8::Local<v8::Object> trace_;
   };
 
   Tasks& tasks();
@@ -61,6 +66,11 @@ class Environment : public NonCopyable {
   ShapeScripts& scriptsOf(const ZaxShape* shape);
 
   SmallBuffers& smallBuffers() { return smallBuffers_; }
+
+  /// Remembers whose memory native code is going to hold; of late ones, as long as they live.
+  void remember(v8::Local<v8::ArrayBuffer> buffer);
+  /// The remembered ArrayBuffer of this memory; empty where there is none.
+  v8::Local<v8::ArrayBuffer> recall(const std::shared_ptr<v8::BackingStore>& memory) const;
 
  private:
   Environment(EventLoop& loop, v8::Local<v8::Context> context);
@@ -72,9 +82,8 @@ class Environment : public NonCopyable {
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
   v8::Global<v8::Object> errorConstructor_;
-  v8::Global<v8::Function> captureStackTrace_;
   v8::Global<v8::String> stackTraceLimit_;
-  v8::Local<v8::Object> trace_;  ///< the stack for errors; empty: that of the moment
+  const v8::Local<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment
   std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
@@ -82,6 +91,8 @@ class Environment : public NonCopyable {
   std::vector<std::unique_ptr<ShapeScripts>> shapes_;
   std::size_t lastShape_ = 0;  ///< the index of the one that was asked for last
   SmallBuffers smallBuffers_;
+  std::array<v8::Global<v8::ArrayBuffer>, 16> remembered_;
+  std::size_t nextRemembered_ = 0;
 };
 
 /// Catches what script throws within its life, for the backend's callers to take. A termination of

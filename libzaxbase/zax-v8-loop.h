@@ -7,11 +7,13 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "zax-base.h"
+#include "zax-v8-pool-queue.h"
 
 namespace zax {
 
@@ -21,7 +23,7 @@ class EventLoop;
 /// thread; its functions say where they run.
 class PoolWork : public NonCopyable {
  protected:
-  PoolWork() { request_.data = this; }
+  PoolWork() = default;
   virtual ~PoolWork() = default;
 
  private:
@@ -39,17 +41,19 @@ class PoolWork : public NonCopyable {
   /// JavaScript thread, while run() may be running: nobody waits for the result any more.
   virtual void cancel() = 0;
 
-  uv_work_t request_;
-  EventLoop* loop_ = nullptr;
+  PoolQueue::Number number_ = 0;  ///< in the queue; 0 where a thread was given it
   std::atomic<State> state_{State::queued};
   PoolWork* previous_ = nullptr;  // among the loop's
   PoolWork* next_ = nullptr;
+  PoolWork* nextHome_ = nullptr;  // among those that have come home
 };
 
 /// The event loop of one JavaScript thread: what work it has on the pool, and how it ends. There is
 /// one for the main thread and for each Worker, from the first use to the end of that thread's
-/// environment. Then work that waits is dropped, running work is told to cancel and waited for, and
-/// only afterwards what the loop owns is destroyed. JavaScript thread only.
+/// environment. In a rush of small works a thread does many, and none is woken for each; but no
+/// work waits while a thread of the pool is free. At the end work that waits is dropped, running
+/// work is told to cancel and waited for, and only afterwards what the loop owns is destroyed.
+/// JavaScript thread only.
 ///
 /// When the main thread ends by process.exit() or an uncaught exception, the same is done but for
 /// the destruction: the memory goes with the process.
@@ -78,7 +82,7 @@ class EventLoop : public NonCopyable {
 
   /// Takes back work that no thread has taken up; it finishes in the next turn of the loop. False
   /// where it is running or has run.
-  static bool takeBack(PoolWork& work) { return uv_cancel(asRequest(work)) == 0; }
+  bool takeBack(PoolWork& work);
 
   /// Calls destroy(object) at the end, the last first.
   void own(void* object, void (*destroy)(void*)) { owned_.emplace_back(object, destroy); }
@@ -90,23 +94,37 @@ class EventLoop : public NonCopyable {
   explicit EventLoop(v8::Local<v8::Context> context);
   ~EventLoop();
 
-  static uv_req_t* asRequest(PoolWork& work);
+  /// Brings a thread of the pool, for whatever work is next.
+  struct Request {
+    uv_work_t request;
+    EventLoop* loop;
+    std::size_t index;  ///< in `requests_`
+  };
+
+  void bringThread();
   static void onRun(uv_work_t* request);
-  static void onFinished(uv_work_t* request, int status);
+  static void onReturn(uv_work_t* request, int status);
+  bool mayStay() const;
+  void perform(PoolWork& work);
+  void sendHome(PoolWork& work);
+  static void onHome(uv_async_t* handle);
+  void finishHome();
+
   static void onExit(void* unused);
 
   static void onEnd(void* loop, void (*done)(void*), void* argument);
   void cancelAll();
   void endIfIdle();
   void dropAndWait();
-  void unlink(PoolWork& work);
 
   static thread_local EventLoop* current_;
   static std::atomic<bool> mainOver_;
 
   v8::Isolate* isolate_;
   uv_loop_t* loop_;
-  PoolWork* first_ = nullptr;  ///< the work that has not finished
+  PoolWork* first_ = nullptr;                       ///< the work that has not finished
+  std::vector<std::unique_ptr<Request>> requests_;  ///< those on their way, or whose thread is here
+  std::vector<std::unique_ptr<Request>> spare_;
   bool ending_ = false;
   node::AsyncCleanupHookHandle hook_;
   void (*done_)(void*) = nullptr;  ///< tells Node that the end is over
@@ -116,6 +134,10 @@ class EventLoop : public NonCopyable {
   std::vector<std::pair<void*, void (*)(void*)>> owned_;
   std::mutex mutex_;
   std::condition_variable workOver_;
+  uv_async_t home_;
+  PoolQueue queue_;
+  alignas(64) std::atomic<PoolWork*> lastHome_{nullptr};  ///< a chain, pushed to on any thread
+  std::atomic<int> unfinished_{0};                        ///< works
 };
 
 }  // namespace zax

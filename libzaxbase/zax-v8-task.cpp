@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "zax-block-cache.h"
 #include "zax-v8-backend.h"
 #include "zax-v8-base.h"
 #include "zax-v8-environment.h"
@@ -28,6 +29,18 @@ v8::Local<v8::Function> functionNamed(v8::Local<v8::Context> context, v8::Local<
 TaskJob::TaskJob(Tasks& tasks, ZaxTask* task, v8::Local<v8::Promise::Resolver> resolver)
     : tasks_(tasks), task_(task), resolver_(tasks.isolate_, resolver) {
   task->job = this;
+}
+
+namespace {
+
+thread_local BlockCache jobMemory;
+
+}  // namespace
+
+void* TaskJob::operator new(std::size_t size) { return jobMemory.allocate(size); }
+
+void TaskJob::operator delete(void* memory, std::size_t size) noexcept {
+  jobMemory.release(memory, size);
 }
 
 TaskJob::~TaskJob() {
@@ -223,7 +236,7 @@ bool Tasks::listen(TaskJob& job, v8::Local<v8::Object> signal, bool* aborted) {
 void Tasks::onAbort(const v8::FunctionCallbackInfo<v8::Value>& info) {
   auto* job = static_cast<TaskJob*>(unwrapPointer(info[0]));
   job->task_->cancel(job->task_);
-  EventLoop::takeBack(*job);
+  job->tasks_.environment_.loop().takeBack(*job);
 }
 
 void Tasks::settleLater(TaskJob& job) {

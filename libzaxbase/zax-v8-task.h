@@ -22,6 +22,9 @@ class TaskJob : public PoolWork {
  public:
   TaskJob(Tasks& tasks, ZaxTask* task, v8::Local<v8::Promise::Resolver> resolver);
 
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory, std::size_t size) noexcept;
+
   Tasks& tasks() const { return tasks_; }
 
   /// Hands waiting progress values to onProgress; returns whether more wait.

@@ -8,4 +8,5 @@
 #include "zax-v8-error.cpp"
 #include "zax-v8-loop.cpp"
 #include "zax-v8-notification.cpp"
+#include "zax-v8-pool-queue.cpp"
 #include "zax-v8-utils.cpp"

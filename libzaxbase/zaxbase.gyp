@@ -24,6 +24,7 @@
         'zax-v8-error.cpp',
         'zax-v8-loop.cpp',
         'zax-v8-notification.cpp',
+        'zax-v8-pool-queue.cpp',
         'zax-v8-utils.cpp',
       ],
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],

@@ -61,6 +61,36 @@ class EchoWorker : public Nan::AsyncWorker {
   std::string text_;
 };
 
+/// Settles a promise with the text that it was given.
+class TaskWorker : public Nan::AsyncWorker {
+ public:
+  TaskWorker(v8::Local<v8::Promise::Resolver> resolver, std::string text)
+      : AsyncWorker(nullptr, "bench"), resolver_(resolver), text_(std::move(text)) {}
+
+  void Execute() override {}
+
+ protected:
+  void HandleOKCallback() override {
+    v8::Isolate* isolate = v8::Isolate::GetCurrent();
+    const Nan::HandleScope scope;
+    const node::CallbackScope callback(isolate, Nan::New<v8::Object>(), {0, 0});
+    Nan::New(resolver_)->Resolve(isolate->GetCurrentContext(), toV8(text_)).Check();
+    resolver_.Reset();
+  }
+
+ private:
+  Nan::Persistent<v8::Promise::Resolver> resolver_;
+  std::string text_;
+};
+
+NAN_METHOD(task) {
+  if (info.Length() != 1 || !info[0]->IsString()) return Nan::ThrowTypeError("string expected");
+  const auto context = v8::Isolate::GetCurrent()->GetCurrentContext();
+  const auto resolver = v8::Promise::Resolver::New(context).ToLocalChecked();
+  Nan::AsyncQueueWorker(new TaskWorker(resolver, toStd(info[0])));
+  info.GetReturnValue().Set(resolver->GetPromise());
+}
+
 class ThrowingWorker : public Nan::AsyncWorker {
  public:
   ThrowingWorker(Nan::Callback* callback, std::string text)
@@ -120,6 +150,7 @@ NAN_MODULE_INIT(init) {
   Nan::Export(target, "sync", sync);
   Nan::Export(target, "fail", fail);
   Nan::Export(target, "job", start<EchoWorker>);
+  Nan::Export(target, "task", task);
   Nan::Export(target, "throwing", start<ThrowingWorker>);
   Nan::Export(target, "progress", progress);
   exportPlain(target);

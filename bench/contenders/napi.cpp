@@ -48,6 +48,32 @@ class EchoWorker : public Napi::AsyncWorker {
   std::string text_;
 };
 
+/// Settles a promise with the text that it was given.
+class TaskWorker : public Napi::AsyncWorker {
+ public:
+  TaskWorker(Napi::Env env, std::string text)
+      : AsyncWorker(env), deferred_(env), text_(std::move(text)) {}
+
+  Napi::Promise promise() const { return deferred_.Promise(); }
+
+  void Execute() override {}
+
+  void OnOK() override { deferred_.Resolve(Napi::String::New(Env(), text_)); }
+
+ private:
+  Napi::Promise::Deferred deferred_;
+  std::string text_;
+};
+
+Napi::Value task(const Napi::CallbackInfo& info) {
+  if (info.Length() != 1 || !info[0].IsString()) {
+    throw Napi::TypeError::New(info.Env(), "string expected");
+  }
+  auto* worker = new TaskWorker(info.Env(), info[0].As<Napi::String>().Utf8Value());
+  worker->Queue();
+  return worker->promise();
+}
+
 class ThrowingWorker : public Napi::AsyncWorker {
  public:
   ThrowingWorker(const Napi::Function& callback, std::string text)
@@ -132,6 +158,7 @@ Napi::Object init(Napi::Env env, Napi::Object exports) {
   exports.Set("sync", Napi::Function::New<sync>(env));
   exports.Set("fail", Napi::Function::New<fail>(env));
   exports.Set("job", Napi::Function::New<start<EchoWorker>>(env));
+  exports.Set("task", Napi::Function::New<task>(env));
   exports.Set("throwing", Napi::Function::New<start<ThrowingWorker>>(env));
   exports.Set("progress", Napi::Function::New<startFeed<ProgressWorker>>(env));
   exports.Set("threadSafeProgress", Napi::Function::New<startFeed<ThreadSafeWorker>>(env));

@@ -24,6 +24,14 @@ void refuse(int number, const std::string& text) {
       ZAX_DEBUG_INFO);
 }
 
+std::string echo(std::string text) { return text; }
+
+void feed(int count, int microseconds, const zax::Progress<std::string>& progress) {
+  bench::Feed{count, microseconds}.run(progress);
+}
+
+zax::Bytes same(zax::Bytes bytes) { return bytes; }
+
 }  // namespace
 
 ZAX_MODULE(module) {
@@ -36,4 +44,7 @@ ZAX_MODULE(module) {
   module.function("invert", invert);
   module.function("rows", bench::some<Row>);
   module.function("refuse", refuse);
+  module.task("task", echo);
+  module.task("feed", feed);
+  module.task("same", same);
 }

@@ -109,6 +109,65 @@ void start(const Info& info) {
   job->start(begin, after);
 }
 
+struct Task {
+  uv_work_t work;
+  v8::Global<v8::Promise::Resolver> resolver;
+  std::string text;
+};
+
+/// The tasks that the pool has given back: all those of a turn of the loop settle in one callback
+/// scope.
+class Settlements {
+ public:
+  explicit Settlements(v8::Isolate* isolate)
+      : isolate_(isolate), resource_(isolate, v8::Object::New(isolate)) {
+    turnOver_.data = this;
+    uv_check_init(node::GetCurrentEventLoop(isolate), &turnOver_);
+  }
+
+  void add(Task* task) {
+    if (over_.empty()) {
+      uv_check_start(&turnOver_, [](uv_check_t* handle) {
+        uv_check_stop(handle);
+        static_cast<Settlements*>(handle->data)->settle();
+      });
+    }
+    over_.push_back(task);
+  }
+
+ private:
+  void settle() {
+    const v8::HandleScope scope(isolate_);
+    const node::CallbackScope callback(isolate_, resource_.Get(isolate_), {0, 0});
+    const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
+    for (Task* task : over_) {
+      const v8::HandleScope taskScope(isolate_);
+      task->resolver.Get(isolate_)->Resolve(context, toV8(isolate_, task->text)).Check();
+      delete task;
+    }
+    over_.clear();
+  }
+
+  v8::Isolate* isolate_;
+  v8::Global<v8::Object> resource_;
+  uv_check_t turnOver_;
+  std::vector<Task*> over_;
+};
+
+Settlements* settlements;
+
+void afterTask(uv_work_t* work, int) { settlements->add(static_cast<Task*>(work->data)); }
+
+void task(const Info& info) {
+  v8::Isolate* isolate = info.GetIsolate();
+  if (info.Length() != 1 || !info[0]->IsString()) return throwTypeError(isolate, "string expected");
+  const auto resolver = v8::Promise::Resolver::New(isolate->GetCurrentContext()).ToLocalChecked();
+  auto* task = new Task{{}, {isolate, resolver}, toStd(isolate, info[0].As<v8::String>())};
+  task->work.data = task;
+  uv_queue_work(node::GetCurrentEventLoop(isolate), &task->work, echo, afterTask);
+  info.GetReturnValue().Set(resolver->GetPromise());
+}
+
 /// Posts texts to the JavaScript thread, which takes all that there are at once.
 struct ProgressJob : Job {
   ProgressJob(v8::Isolate* jobIsolate, v8::Local<v8::Value> function, bench::Feed jobFeed)
@@ -167,9 +226,11 @@ void progress(const Info& info) {
 }
 
 void init(v8::Local<v8::Object> exports) {
+  settlements = new Settlements(v8::Isolate::GetCurrent());
   NODE_SET_METHOD(exports, "sync", sync);
   NODE_SET_METHOD(exports, "fail", fail);
   NODE_SET_METHOD(exports, "job", start<echo, afterEcho>);
+  NODE_SET_METHOD(exports, "task", task);
   NODE_SET_METHOD(exports, "throwing", start<throwAndCatch, afterThrow>);
   NODE_SET_METHOD(exports, "progress", progress);
   exportPlain(exports);

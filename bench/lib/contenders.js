@@ -4,6 +4,7 @@
 //   sync(number, text, cb)       calls cb(0, text) before it returns
 //   fail(number, text, cb)       throws an Error with code and details
 //   job(text, cb)                an empty job, then cb(0, text)
+//   task(text)                   an empty task: a promise of the text
 //   throwing(text, cb)           a job whose work throws, then cb(error)
 //   progress(count, pause, cb)   a job that posts the numbers below count as texts, or with a pause
 //                                of so many microseconds the time; cb(0, text) each, cb() at the end
@@ -20,8 +21,10 @@ const path = require('node:path');
 
 const names = ['zax', 'nan', 'napi', 'raw'];
 
-/** napi has two ways to do progress; the better one counts. */
+// Two contenders have a second way to do progress: of napi's the better one counts, and zax has its
+// tasks' besides its jobs'.
 const secondNapi = 'napi, thread-safe function';
+const zaxTask = 'zax, task';
 
 function load() {
   require('../../libzaxbase/runtime').install();
@@ -30,6 +33,10 @@ function load() {
   contenders.zax = { ...contenders.zax, ...addon('plain_zax') };
   const { napi } = contenders;
   contenders[secondNapi] = { ...napi, progress: napi.threadSafeProgress };
+  const { zax } = contenders;
+  const progress = (count, pause, cb) =>
+    zax.feed(count, pause, { onProgress: (text) => cb(0, text) }).then(() => cb());
+  contenders[zaxTask] = { ...zax, progress };
   contenders.literal = literal;
   return contenders;
 }
@@ -95,7 +102,7 @@ function checkReturning(contender) {
   assert.throws(() => contender.refuse(7, 'x'), checkError);
 }
 
-async function checkOne({ sync, fail, job, throwing, progress }) {
+async function checkOne({ sync, fail, job, task, throwing, progress }) {
   const replyOf = (fn, ...args) => new Promise((done) => fn(...args, (...reply) => done(reply)));
   const right = [7, 'x', () => {}];
   let calls = 0;
@@ -104,6 +111,7 @@ async function checkOne({ sync, fail, job, throwing, progress }) {
   for (const text of ['12345678', 'x'.repeat(1024), 'Grüße, мир ✓', '']) {
     assert.deepEqual(await replyOf(sync, 1, text), [0, text]);
     assert.deepEqual(await replyOf(job, text), [0, text]);
+    assert.equal(await task(text), text);
   }
   for (const fn of [sync, fail]) {
     assert.throws(() => fn(...right, 1), Error);
@@ -137,4 +145,4 @@ async function check(contenders) {
   }
 }
 
-module.exports = { names, secondNapi, load, check, literal };
+module.exports = { names, secondNapi, zaxTask, load, check, literal };

@@ -9,7 +9,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const { names, secondNapi, literal } = require('./contenders');
+const { names, secondNapi, zaxTask, literal } = require('./contenders');
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
@@ -74,8 +74,9 @@ async function s3({ contenders, rounds, scale }) {
   return rows;
 }
 
-async function s4({ contenders, rounds, scale }) {
-  const contestants = [...names, secondNapi];
+/** Progress of jobs, or of tasks: its rows, which must take `most` of the best peer's time. */
+async function progress({ contenders, rounds, scale }, zax, most, growthLimit) {
+  const contestants = [zax, 'nan', 'napi', 'raw', secondNapi];
   const options = { count: 1000000 * scale };
   const { wall, cpu, growth } = await interleave(contestants, rounds, (name) =>
     inChild({ names: [name], task: 'progressWithGrowth', options }),
@@ -84,16 +85,21 @@ async function s4({ contenders, rounds, scale }) {
     interleave(contestants, often, (name) => tasks.latency(contenders[name], { count }));
   const { p50 } = await latency(15 * rounds, 20);
   const { p99 } = await latency(2 * rounds, 100);
-  const better = ({ [secondNapi]: second, ...first }) =>
-    second.median < first.napi.median ? { ...first, napi: second } : first;
+  const better = ({ [zax]: own, [secondNapi]: second, ...others }) => {
+    const napi = second.median < others.napi.median ? second : others.napi;
+    return { ...others, zax: own, napi };
+  };
   return [
-    row('text: time', 'ns', better(wall), goal('peer', 1.0)),
-    row('text: processor', 'ns', better(cpu), goal('peer', 1.0)),
-    row('growth', 'MiB', inUnits(better(growth), mebibyte), { limit: 5 }),
+    row('text: time', 'ns', better(wall), goal('peer', most)),
+    row('text: processor', 'ns', better(cpu), goal('peer', most)),
+    row('growth', 'MiB', inUnits(better(growth), mebibyte), { limit: growthLimit }),
     row('latency, p50', 'µs', inUnits(better(p50), 1000), goal('peer', 1.2)),
     row('latency, p99', 'µs', inUnits(better(p99), 1000)),
   ];
 }
+
+const s4 = (bench) => progress(bench, 'zax', 1.0, 5);
+const s13 = (bench) => progress(bench, zaxTask, 0.5, 3);
 
 async function s5({ contenders, rounds }) {
   const options = { text: eightBytes, width: 64, count: 4000 };
@@ -248,6 +254,33 @@ async function s11(bench) {
   ];
 }
 
+async function s12({ contenders, rounds }) {
+  const rows = [];
+  const stacks = { '': Error.stackTraceLimit, ', no stacks': 0 };
+  for (const width of [64, 1024]) {
+    for (const [what, stackTraceLimit] of Object.entries(stacks)) {
+      const options = { text: eightBytes, width, count: 8000, stackTraceLimit };
+      const { wall, cpu } = await sample(contenders, rounds, 'awaited', options);
+      const goals = [goal('raw', 1.4), goal('peer', 0.7)];
+      rows.push(row(`${width} in flight${what}: time`, 'ns', wall, ...goals));
+      rows.push(row(`${width} in flight${what}: processor`, 'ns', cpu, ...goals));
+    }
+  }
+  return rows;
+}
+
+async function s14({ contenders, rounds }) {
+  const sizes = { '64 bytes': 64, '1 MiB': mebibyte };
+  const { wall } = await interleave(Object.keys(sizes), shortRounds(rounds), (name) =>
+    tasks.bytes(contenders.zax, { size: sizes[name], count: 2000 }),
+  );
+  const [few, many] = Object.keys(sizes).map((name) => ({ zax: wall[name] }));
+  return [
+    row('64 bytes to a task and back', 'ns', few),
+    row('1 MiB to a task and back', 'ns', many, { limit: 1.1 * few.zax.median }),
+  ];
+}
+
 async function s15(bench) {
   const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 20 };
   return [await repeatedApart(bench, '20,000 rows out', 'ms', out, goal('peer', 0.35))];
@@ -265,5 +298,8 @@ module.exports = {
   S9: s9,
   S10: s10,
   S11: s11,
+  S12: s12,
+  S13: s13,
+  S14: s14,
   S15: s15,
 };

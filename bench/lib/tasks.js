@@ -85,6 +85,33 @@ function throwing(contender, options) {
   return flight(contender.throwing, isReply, options);
 }
 
+/** Runs `count` tasks, `width` at a time, each awaited. */
+async function awaited({ task }, { text, width, count, stackTraceLimit }) {
+  const { length } = text;
+  let left = count;
+  const oneByOne = async () => {
+    while (left-- > 0) if ((await task(text)).length !== length) throw new Error('wrong result');
+  };
+  const limit = Error.stackTraceLimit;
+  Error.stackTraceLimit = stackTraceLimit;
+  const stop = meter();
+  await Promise.all(Array.from({ length: width }, oneByOne));
+  const figures = stop(count);
+  Error.stackTraceLimit = limit;
+  return figures;
+}
+
+/** Bytes of the size to a task and back, one after another. */
+async function bytes({ same }, { size, count }) {
+  const sent = Buffer.alloc(size, 7);
+  const stop = meter();
+  for (let i = 0; i < count; i++) {
+    const given = await same(sent);
+    if (given.length !== size || given[size - 1] !== 7) throw new Error('wrong result');
+  }
+  return stop(count);
+}
+
 /** One job posting the numbers below `count`: each must arrive, in order. */
 function progress(contender, { count }) {
   return new Promise((resolve) => {
@@ -149,4 +176,15 @@ async function progressWithGrowth(contender, options) {
   return withGrowth(() => progress(contender, options));
 }
 
-module.exports = { sync, repeat, jobs, throwing, latency, jobsWithGrowth, progressWithGrowth };
+module.exports = {
+  sync,
+  repeat,
+  jobs,
+  awaited,
+  bytes,
+  throwing,
+  latency,
+  progress,
+  jobsWithGrowth,
+  progressWithGrowth,
+};
