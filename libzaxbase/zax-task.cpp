@@ -75,10 +75,10 @@ TaskOptions readTaskOptions(Invocation& invocation, int position, bool hasProgre
     } else if (name == "onProgress" && hasProgress) {
       options.onProgress = readOnProgress(value);
     } else {
-      throw BadArgument(name == "onProgress"
-                            ? "this task has no progress for an onProgress"
-                            : concat({"unknown option ", quoted(name), ", there are signal",
-                                      hasProgress ? " and onProgress" : ""}));
+      throw BadArgument(name == "onProgress" ? "this task has no progress for an onProgress"
+                                             : concat({"unknown option ", quoted(name),
+                                                       hasProgress ? ", not signal or onProgress"
+                                                                   : ", not signal"}));
     }
   }
   return options;

@@ -36,7 +36,7 @@ test('values there and back', async () => {
 
 test('what rejects', async () => {
   const signal = 'argument 3 (options).signal: AbortSignal expected, got 5';
-  const got = 'argument 3 (options): unknown option "x", there are signal and onProgress';
+  const got = 'argument 3 (options): unknown option "x", not signal or onProgress';
   for (const [expected, fn, ...args] of [
     ['EBADARG: count: argument 1 (count): integer from', count, 'x', 0],
     ['EBADARG: Bad argument number: expected 2 to 3, but got 1', count, 1],
