@@ -1,11 +1,12 @@
 'use strict';
 
 // Shows the module at work: its four functions, jobs side by side, live progress, and every error
-// that it can be asked for. Then plain C++ functions.
+// that it can be asked for. Then plain C++ functions, and tasks.
 
 const echo = require('echo');
 const { asyncEcho, asyncEchoWithNotifications } = require('echo/promises');
 const plain = require('./plain');
+const tasks = require('./tasks');
 const { progressBar } = require('./progress-bar');
 const { heading, table } = require('./table');
 
@@ -86,6 +87,7 @@ async function main() {
   await progress();
   await failures();
   plain();
+  await tasks();
 }
 
 // The first notification keeps the event loop alive from then on, so the end is said.

@@ -21,6 +21,14 @@ struct Reading {
 };
 ZAX_FIELDS(Reading, station, celsius, sky);
 
+/// Of the air in Lorenz's model of convection.
+struct State {
+  double x = 0;
+  double y = 0;
+  double z = 0;
+};
+ZAX_FIELDS(State, x, y, z);
+
 namespace {
 
 using Readings = std::vector<Reading>;
@@ -50,6 +58,22 @@ unsigned checksum(const zax::Bytes& bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), 0U);
 }
 
+/// What becomes of a state after some steps of half a microsecond. Tells its progress in
+/// percent.
+State forecast(State state, unsigned steps, const zax::Progress<int>& progress,
+               const zax::Cancellation& cancellation) {
+  constexpr int parts = 20;
+  constexpr double dt = 5e-7;
+  for (int part = 0; part < parts; progress(100 * ++part / parts)) {
+    for (unsigned step = 0; step < steps / parts; ++step) {
+      if (step % 1024 == 0) cancellation.check();
+      const auto [x, y, z] = state;
+      state = {x + dt * 10 * (y - x), y + dt * (x * (28 - z) - y), z + dt * (x * y - z * 8 / 3)};
+    }
+  }
+  return state;
+}
+
 }  // namespace
 
 ZAX_MODULE(module) {
@@ -58,5 +82,6 @@ ZAX_MODULE(module) {
   module.function("filter", filter, {"readings", "wanted"}, "The readings that are wanted.");
   module.function("checksum", checksum, {"bytes"}, "The sum of all bytes.");
   module.function("sizeOf", [](const std::filesystem::path& path) { return file_size(path); });
+  module.task("forecast", forecast, {"state", "steps"}, "What becomes of the air.");
   module.value("freezing", 0.0, "In degrees Celsius.");
 }

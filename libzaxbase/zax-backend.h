@@ -83,6 +83,25 @@ struct ZaxFunction {
   const char* name;
 };
 
+/// One call of a task: its native side, which the backend drives and destroys.
+struct ZaxTask {
+  /// The work. On a thread of the pool, once; never where the task was cancelled before.
+  void (*run)(struct ZaxTask* self);
+  /// JavaScript thread, after run: the result. Null where it has thrown, and without having thrown
+  /// where the task ended because it was cancelled.
+  ZaxValue* (*result)(struct ZaxTask* self);
+  /// JavaScript thread: the next progress values, and how many; they are fewer than `most` where
+  /// there are no more, and where one has no form in JavaScript, of which it has thrown the error.
+  size_t (*takeProgress)(struct ZaxTask* self, ZaxValue** values, size_t most);
+  /// JavaScript thread, while run may be running: nobody waits for the result any more.
+  void (*cancel)(struct ZaxTask* self);
+  /// JavaScript thread: from now on progress is dropped; wakeTask is not called any more.
+  void (*closeProgress)(struct ZaxTask* self);
+  /// JavaScript thread, the last call.
+  void (*destroy)(struct ZaxTask* self);
+  void* job;  ///< the backend's side
+};
+
 /// The members of a struct: constants of static lifetime.
 struct ZaxShape {
   const char* const* names;
@@ -100,7 +119,7 @@ struct ZaxBulk {
 struct ZaxBytesView {
   size_t size;               ///< bytes
   enum ZaxElementType type;  ///< of a typed array
-  bool resizable;            ///< whether script can take memory away
+  bool resizable;            ///< whether script can change the memory's size
   bool detached;             ///< whether the memory has gone elsewhere
 };
 
@@ -238,6 +257,16 @@ struct ZaxBackend {
   void (*own)(void* object, void (*destroy)(void* object));
   /// Defines a property that does not show in an enumeration.
   bool (*hideProperty)(ZaxValue* object, const char* symbol, ZaxValue* value);
+
+  // Tasks.
+  /// A function whose `invoke` returns a promise; what it throws rejects one.
+  ZaxValue* (*makeTaskFunction)(const struct ZaxFunction* function);
+  /// Starts a task, which it owns from then on, and returns the promise. `signal` is an
+  /// AbortSignal, `onProgress` takes the progress values; either may be null. Throws into script
+  /// where one of them is something else.
+  ZaxValue* (*startTask)(struct ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress);
+  /// Lets the JavaScript thread take progress values. Any thread.
+  void (*wakeTask)(struct ZaxTask* task);
 };
 
 /// What an add-on's binary needs of the table. It exports `zax_needs`, which tells it, under this

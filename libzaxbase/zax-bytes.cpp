@@ -37,7 +37,7 @@ Handle handOver(std::uint8_t* data, std::size_t size, void (*free)(void*, void*)
 /// The size of bytes that native code is to see where they are.
 std::size_t sizeToShare(Handle value) {
   const ZaxBytesView view = readView(value);
-  if (view.resizable) throw BadArgument("the buffer is resizable, its memory can go meanwhile");
+  if (view.resizable) throw BadArgument("the buffer is resizable, its size can change meanwhile");
   return view.size;
 }
 

@@ -52,8 +52,8 @@ class SharedMemory {
 };
 
 /// The bytes of a Buffer, an ArrayBuffer or a view of one, without a copy; to JavaScript a Buffer
-/// over the same memory. A resizable ArrayBuffer is refused: its memory can go at any time. Copies
-/// share the memory and keep it alive, on any thread.
+/// over the same memory. One of a size that can change is refused: memory can go at any time.
+/// Copies share the memory and keep it alive, on any thread.
 class Bytes {
  public:
   Bytes() = default;

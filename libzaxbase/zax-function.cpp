@@ -123,10 +123,11 @@ Function::Function(const Naming& naming, const Signature& signature, Run run)
       signature_(signature),
       run_(run) {
   ZaxFunction::name = name_.c_str();
-  if (!names_.empty() && names_.size() != static_cast<std::size_t>(signature.count)) {
+  const std::size_t count = signature.count - (signature.isTask ? 1 : 0);
+  if (!names_.empty() && names_.size() != count) {
     throw ErrnoGenericException<EBADARG>(
         __("%(function)s has %(count)s parameters, but %(names)s names for them", "function", name_,
-           "count", signature.count, "names", names_.size()),
+           "count", count, "names", names_.size()),
         ZAX_DEBUG_INFO);
   }
 }
@@ -147,32 +148,50 @@ ZaxValue* Function::refuseCount(const Invocation& invocation) const noexcept {
       __("Bad argument number: expected %(want)s, but got %(got)s", "want",
          countText(signature_.required, signature_.count), "got", invocation.count),
       DebugInfo("native", 0, name_.c_str(), -1, nullptr, nullptr));
-  return fail(invocation, &refusal);
+  return fail(Invocation::working, &refusal);
 }
 
-ZaxValue* Function::fail(const Invocation& invocation, std::exception* thrown) const noexcept {
-  throwToScript(thrown, name_, describe(invocation.position));
+ZaxValue* Function::fail(int position, std::exception* thrown) const noexcept {
+  throwToScript(thrown, name_, describe(position));
   return nullptr;
 }
 
 std::string Function::describe(int position) const {
   if (position == Invocation::working) return "";
   if (position == Invocation::returning) return "result";
+  if (position == Invocation::progress) return "progress";
   const std::string number = std::to_string(position + 1);
-  if (names_.empty()) return concat({"argument ", number});
-  return concat({"argument ", number, " (", names_[position], ")"});
+  const std::string name = parameterName(position);
+  return name.empty() ? concat({"argument ", number})
+                      : concat({"argument ", number, " (", name, ")"});
 }
 
-std::string Function::declaration() const {
-  std::string text = "(";
+/// Empty where it has none.
+std::string Function::parameterName(int index) const {
+  if (signature_.isTask && index == signature_.count - 1) return "options";
+  return names_.empty() ? "" : names_[index];
+}
+
+std::string Function::declareParameter(int index) const {
+  const std::string name = parameterName(index);
+  const std::string type = signature_.parameters[index]();
+  return concat({name.empty() ? concat({"arg", std::to_string(index + 1)}) : declarable(name),
+                 index >= signature_.required ? "?: " : ": ", type,
+                 acceptsUndefined(type) ? " | null" : ""});
+}
+
+std::string Function::declaration(const std::string& indentation) const {
+  constexpr std::size_t longest = 82;  // With "export function " a line of 100.
+  std::string line;
+  std::string lines;
   for (int i = 0; i < signature_.count; ++i) {
-    if (i > 0) text += ", ";
-    text += names_.empty() ? concat({"arg", std::to_string(i + 1)}) : declarable(names_[i]);
-    const std::string type = signature_.parameters[i]();
-    const bool optional = i >= signature_.required;
-    text += concat({optional ? "?: " : ": ", type, acceptsUndefined(type) ? " | null" : ""});
+    const std::string parameter = declareParameter(i);
+    line += concat({i > 0 ? ", " : "", parameter});
+    lines += concat({"\n", indentation, "  ", parameter, ","});
   }
-  return concat({text, "): ", signature_.result()});
+  const std::string end = concat({"): ", signature_.result()});
+  if (name_.size() + line.size() + end.size() <= longest) return concat({"(", line, end});
+  return concat({"(", lines, "\n", indentation, end});
 }
 
 }  // namespace zax

@@ -24,17 +24,19 @@ struct Signature {
   int count;
   int required;  ///< how many must be given: all but the optional ones at the end
   std::string (*result)();
+  bool isTask = false;  ///< whether the last parameter has the options of a task
 };
 
 /// One call on its way: where it stands tells what an error is about.
 struct Invocation {
   static constexpr int working = -1;
   static constexpr int returning = -2;
+  static constexpr int progress = -3;
 
   ZaxCall* call;
   ZaxValue* const* arguments;
   int count;
-  int position = working;  ///< the argument that is being converted, or one of the above
+  int position = working;  ///< the argument that is being converted, or one of those above
 };
 
 /// How a function is told to JavaScript and to people; made from texts that outlive it.
@@ -55,15 +57,17 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// What follows the name in a declaration file, as in `(values: number[]): number`.
-  std::string declaration() const;
+  /// What follows the name in a declaration file, as in `(values: number[]): number`; a line for
+  /// each parameter, indented further than the name is, where one does not hold them all.
+  std::string declaration(const std::string& indentation) const;
   const std::string& text() const { return text_; }
   const std::string& jsName() const { return name_; }
 
- protected:
-  /// For the handler of an exception, or null: throws it into script and returns null.
-  ZaxValue* fail(const Invocation& invocation, std::exception* thrown) const noexcept;
+  /// For the handler of an exception: throws it, or what is no std::exception, into script and
+  /// returns null. `position` is an Invocation's.
+  ZaxValue* fail(int position, std::exception* thrown) const noexcept;
 
+ protected:
   ~Function();
 
  private:
@@ -72,6 +76,8 @@ class Function : public ZaxFunction {
   /// Out of line, because the stack would have room for an exception in every call.
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
   std::string describe(int position) const;
+  std::string parameterName(int index) const;
+  std::string declareParameter(int index) const;
 
   std::string name_;
   std::vector<std::string> names_;
@@ -109,6 +115,10 @@ struct CallOf {
   using MaybeKeeper =
       std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
 
+  /// Other<R, P...>
+  template <template <typename...> typename Other>
+  using Rebind = Other<R, P...>;
+
   static std::string resultDeclaration() {
     if constexpr (std::is_void_v<R>) {
       return "void";
@@ -123,6 +133,10 @@ struct CallOf {
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
+    static_assert(
+        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
+        "a parameter must be a value or a const reference: what a function writes to a "
+        "reference would not reach JavaScript; return it");
     return Arguments{readOne<std::decay_t<P>>(invocation, I)...};
   }
 
@@ -136,11 +150,7 @@ struct CallOf {
   }
 
   template <typename F>
-  static ZaxValue* run(F& callable, Invocation& invocation) {
-    static_assert(
-        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
-        "a parameter must be a value or a const reference: what a function writes to a "
-        "reference would not reach JavaScript; return it");
+  static ZaxValue* run(F& callable, const Function& /*function*/, Invocation& invocation) {
     constexpr auto index = std::index_sequence_for<P...>();
     [[maybe_unused]] MaybeKeeper keeper;
     Arguments arguments = read(invocation, index);
@@ -199,12 +209,12 @@ template <typename F>
 struct CallableOf<F, std::void_t<decltype(&F::operator())>> : CallableOf<decltype(&F::operator())> {
 };
 
-/// A Function with its callable.
-template <typename F>
+/// A Function with its callable, which Call::run calls.
+template <typename F, typename Call>
 class FunctionOf : public Function {
  public:
   FunctionOf(F callable, const Naming& naming)
-      : Function(naming, CallableOf<F>::signature, run), callable_(std::move(callable)) {}
+      : Function(naming, Call::signature, run), callable_(std::move(callable)) {}
 
   static void destroy(void* function) {
     delete static_cast<FunctionOf*>(static_cast<Function*>(function));
@@ -214,16 +224,19 @@ class FunctionOf : public Function {
   static ZaxValue* run(const Function& function, Invocation& invocation) {
     const auto& self = static_cast<const FunctionOf&>(function);
     try {
-      return CallableOf<F>::run(self.callable_, invocation);
+      return Call::run(self.callable_, self, invocation);
     } catch (std::exception& e) {
-      return self.fail(invocation, &e);
+      return self.fail(invocation.position, &e);
     } catch (...) {
-      return self.fail(invocation, nullptr);
+      return self.fail(invocation.position, nullptr);
     }
   }
 
   mutable F callable_;
 };
+
+template <typename F>
+using PlainFunction = FunctionOf<F, CallableOf<F>>;
 
 }  // namespace zax
 

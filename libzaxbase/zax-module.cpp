@@ -35,7 +35,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
     const std::string name = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
     text += concat({documentation(entry.text, indentation), indentation});
     if (entry.function) {
-      text += name + entry.function->declaration();
+      text += name + entry.function->declaration(indentation);
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
       text += concat({name, ": {\n", members, indentation, "}"});
@@ -49,7 +49,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
 
 /// What a name is declared as: `keyword` and its type.
 std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
-  if (entry.function) return concat({"function ", name, entry.function->declaration()});
+  if (entry.function) return concat({"function ", name, entry.function->declaration("")});
   if (entry.group)
     return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
   return concat({"const ", name, ": ", entry.declaration()});
@@ -82,7 +82,7 @@ constexpr const char* declarationsSymbol = "zaxbase.declarations";
 /// The function that gives the declarations, out of sight.
 void addDeclarations(Handle exports, const ModuleContents& contents) {
   auto give = [&contents] { return declare(contents); };
-  using Made = FunctionOf<decltype(give)>;
+  using Made = PlainFunction<decltype(give)>;
   auto* function = new Made(give, Naming{declarationsSymbol, {}, {}});
   backend->own(static_cast<Function*>(function), Made::destroy);
   const Handle value = checked(backend->makeFunction(function));
@@ -99,9 +99,9 @@ void Module::define(const std::string& name, Handle value) {
   exports_.set(name, value);
 }
 
-void Module::add(Function* function, void (*destroy)(void* function)) {
+void Module::add(Function* function, void (*destroy)(void* function), Make make) {
   backend->own(function, destroy);
-  define(function->jsName(), checked(backend->makeFunction(function)));
+  define(function->jsName(), checked(make(function)));
   contents_.entries.push_back({function->jsName(), function->text(), function, nullptr, nullptr});
 }
 

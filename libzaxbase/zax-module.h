@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zax-function.h"
+#include "zax-task.h"
 
 namespace zax {
 
@@ -31,15 +32,19 @@ class Module {
   template <typename F>
   void function(std::string_view name, F&& callable, std::initializer_list<const char*> names = {},
                 std::string_view text = {}) {
-    using Callable = std::decay_t<F>;
-    static_assert(
-        CallableOf<Callable>::known,
-        "not a callable with one signature: of an overloaded or generic one, wrap the form "
-        "that is meant in a lambda");
-    if constexpr (CallableOf<Callable>::known) {
-      using Made = FunctionOf<Callable>;
-      add(new Made(std::forward<F>(callable), Naming{name, names, text}), Made::destroy);
-    }
+    define<PlainFunction>(std::forward<F>(callable), Naming{name, names, text},
+                          backend->makeFunction);
+  }
+
+  /// Exports a function that runs `callable` on the thread pool and returns a promise of its
+  /// result. Calls may run at the same time, so a function object is called as const. Of its
+  /// parameters a zax::Progress and a zax::Cancellation are not JavaScript's; after the others
+  /// JavaScript may give `{ signal, onProgress }`.
+  template <typename F>
+  void task(std::string_view name, F&& callable, std::initializer_list<const char*> names = {},
+            std::string_view text = {}) {
+    define<TaskFunction>(std::forward<F>(callable), Naming{name, names, text},
+                         backend->makeTaskFunction);
   }
 
   /// Exports a value.
@@ -57,8 +62,22 @@ class Module {
   Module object(const std::string& name, const std::string& text = "");
 
  private:
+  using Make = ZaxValue* (*)(const ZaxFunction* function);
+
+  template <template <typename> typename Made, typename F>
+  void define(F&& callable, const Naming& naming, Make make) {
+    using Callable = std::decay_t<F>;
+    static_assert(
+        CallableOf<Callable>::known,
+        "not a callable with one signature: of an overloaded or generic one, wrap the form "
+        "that is meant in a lambda");
+    if constexpr (CallableOf<Callable>::known) {
+      add(new Made<Callable>(std::forward<F>(callable), naming), Made<Callable>::destroy, make);
+    }
+  }
+
   /// `destroy(function)` is called at the end of the environment.
-  void add(Function* function, void (*destroy)(void* function));
+  void add(Function* function, void (*destroy)(void* function), Make make);
   void addValue(const std::string& name, Handle value, std::string (*declaration)(),
                 const std::string& text);
   void define(const std::string& name, Handle value);

@@ -279,8 +279,8 @@ void returnBoolean(ZaxCall* call, bool result) {
   reinterpret_cast<const Info*>(call)->GetReturnValue().Set(result);
 }
 
-/// What V8 calls for every function of the plain road.
-void onCall(const Info& info) {
+/// Lets a function's native side run, which returns the result or null.
+ZaxValue* enter(const Info& info) {
   const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   constexpr int usual = 8;
   ZaxValue* few[usual];
@@ -289,19 +289,53 @@ void onCall(const Info& info) {
   ZaxValue** arguments = many ? many.get() : few;
   for (int i = 0; i < count; ++i) arguments[i] = toSlot(info[i]);
   auto* call = reinterpret_cast<ZaxCall*>(const_cast<Info*>(&info));
-  ZaxValue* result = function->invoke(function, call, arguments, info.Length());
+  return function->invoke(function, call, arguments, info.Length());
+}
+
+/// What V8 calls for every function of the plain road.
+void onCall(const Info& info) {
+  ZaxValue* result = enter(info);
   if (result) info.GetReturnValue().Set(toLocal(result));
 }
 
-ZaxValue* makeFunction(const ZaxFunction* function) {
+/// What V8 calls for every task: whatever fails rejects the promise.
+void onTaskCall(const Info& info) {
+  ZaxValue* promise = nullptr;
+  const v8::Local<v8::Value> thrown = thrownBy(info.GetIsolate(), [&] { promise = enter(info); });
+  v8::Local<v8::Promise::Resolver> resolver;
+  if (promise) {
+    info.GetReturnValue().Set(toLocal(promise));
+  } else if (!thrown.IsEmpty() && v8::Promise::Resolver::New(context()).ToLocal(&resolver)) {
+    resolver->Reject(context(), thrown).FromMaybe(false);
+    info.GetReturnValue().Set(resolver->GetPromise());
+  }
+}
+
+ZaxValue* makeFunctionOf(const ZaxFunction* function, v8::FunctionCallback onCalled) {
   v8::Local<v8::Function> made;
-  if (!v8::Function::New(context(), onCall, wrapPointer(currentIsolate(), function),
+  if (!v8::Function::New(context(), onCalled, wrapPointer(currentIsolate(), function),
                          function->length, v8::ConstructorBehavior::kThrow)
            .ToLocal(&made)) {
     return nullptr;
   }
   made->SetName(as<v8::String>(makeString(function->name, std::strlen(function->name))));
   return toSlot(made);
+}
+
+ZaxValue* makeFunction(const ZaxFunction* function) { return makeFunctionOf(function, onCall); }
+ZaxValue* makeTaskFunction(const ZaxFunction* function) {
+  return makeFunctionOf(function, onTaskCall);
+}
+
+// Tasks.
+
+ZaxValue* startTask(ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress) {
+  return slotOf(Environment::current()->tasks().start(task, toLocal(signal), toLocal(onProgress)));
+}
+
+void wakeTask(ZaxTask* task) {
+  auto* job = static_cast<TaskJob*>(task->job);
+  job->tasks().wake(*job);
 }
 
 // References and errors.
@@ -365,7 +399,9 @@ void describe(ZaxValue* slot, char* text, std::size_t size) {
   std::snprintf(text, size, format, utf8);
 }
 
-void own(void* object, void (*destroy)(void*)) { Environment::current()->own(object, destroy); }
+void own(void* object, void (*destroy)(void*)) {
+  Environment::current()->loop().own(object, destroy);
+}
 
 bool hideProperty(ZaxValue* object, const char* symbol, ZaxValue* value) {
   const auto name = as<v8::String>(makeString(symbol, std::strlen(symbol)));
@@ -437,6 +473,9 @@ const ZaxBackend backendTable = {
     describe,
     own,
     hideProperty,
+    makeTaskFunction,
+    startTask,
+    wakeTask,
 };
 
 }  // namespace zax

@@ -24,14 +24,12 @@ const Store& storeIn(const ZaxMemory* memory) {
   return *reinterpret_cast<const Store*>(memory->owner);
 }
 
-/// Whether script can take memory away that native code looks at; shared memory only grows.
-bool canShrink(v8::Local<v8::ArrayBuffer> buffer) {
+/// Whether script can change the size of memory that native code looks at.
+bool isResizable(v8::Local<v8::ArrayBuffer> buffer) {
 #if V8_MAJOR_VERSION >= 12
-  const bool isResizable = buffer->IsResizableByUserJavaScript();
-#else
-  const bool isResizable = buffer->GetBackingStore()->IsResizableByUserJavaScript();
+  if (!buffer.As<v8::Value>()->IsSharedArrayBuffer()) return buffer->IsResizableByUserJavaScript();
 #endif
-  return isResizable && !buffer.As<v8::Value>()->IsSharedArrayBuffer();
+  return buffer->GetBackingStore()->IsResizableByUserJavaScript();
 }
 
 ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
@@ -112,19 +110,21 @@ bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
     // A small array without a buffer of its own can be neither detached nor resized.
     if (!array->HasBuffer()) return true;
     const auto buffer = array->Buffer();
-    view->resizable = canShrink(buffer);
+    view->resizable = isResizable(buffer);
     view->detached = buffer->WasDetached();
     return true;
   }
   if (value->IsArrayBuffer()) {
     const auto buffer = value.As<v8::ArrayBuffer>();
     view->size = buffer->ByteLength();
-    view->resizable = canShrink(buffer);
+    view->resizable = isResizable(buffer);
     view->detached = buffer->WasDetached();
     return true;
   }
   if (!value->IsSharedArrayBuffer()) return false;
   view->size = value.As<v8::SharedArrayBuffer>()->ByteLength();
+  view->resizable =
+      value.As<v8::SharedArrayBuffer>()->GetBackingStore()->IsResizableByUserJavaScript();
   return true;
 }
 
@@ -150,7 +150,7 @@ void copyMemory(ZaxMemory* copy, const ZaxMemory* memory) {
 }
 
 void releaseMemory(ZaxMemory* memory) {
-  if (!Environment::isMainOver()) storeIn(memory).~Store();
+  if (!EventLoop::isMainOver()) storeIn(memory).~Store();
 }
 
 // Any thread, so not by V8's allocator, which belongs to an isolate.

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <node.h>
 #include <node_buffer.h>
-#include <uv.h>
 
 #include <cstdio>
 #include <cstring>
@@ -21,6 +20,10 @@ v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
   constexpr std::size_t longest = 1 << 20;
   if (!utf8) return v8::String::Empty(isolate);
   return newString(isolate, utf8, strnlen(utf8, longest)).ToLocalChecked();
+}
+
+v8::Local<v8::String> internalized(v8::Isolate* isolate, const char* text) {
+  return v8::String::NewFromUtf8(isolate, text, v8::NewStringType::kInternalized).ToLocalChecked();
 }
 
 /// The class of errors of this realm: whoever comes first makes it.
@@ -88,7 +91,6 @@ void stayLoaded() {
 }  // namespace
 
 thread_local Environment* Environment::current_ = nullptr;
-std::atomic<bool> Environment::mainOver_{false};
 
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source) {
   v8::Local<v8::Script> script;
@@ -97,41 +99,39 @@ v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* 
   return script->Run(context);
 }
 
-Environment::Environment(v8::Local<v8::Context> context)
-    : isolate_(v8::Isolate::GetCurrent()), references_(std::make_shared<References>()) {
+Environment::Environment(EventLoop& loop, v8::Local<v8::Context> context)
+    : loop_(loop), isolate_(loop.isolate()), references_(std::make_shared<References>()) {
   v8::Local<v8::Value> ofErrors;
   v8::Local<v8::Value> maker;
   v8::Local<v8::Value> makeError;
-  v8::Local<v8::Value> capture;
+  v8::Local<v8::Value> error;
   if (errorClass(context).ToLocal(&ofErrors) &&
       runScript(context, makeErrorScript).ToLocal(&maker) &&
       maker.As<v8::Function>()
           ->Call(context, v8::Undefined(isolate_), 1, &ofErrors)
           .ToLocal(&makeError) &&
-      runScript(context, "Error.captureStackTrace").ToLocal(&capture)) {
-    captureStackTrace_.Reset(isolate_, capture.As<v8::Function>());
+      runScript(context, "Error").ToLocal(&error)) {
+    errorConstructor_.Reset(isolate_, error.As<v8::Object>());
+    stackTraceLimit_.Reset(isolate_, internalized(isolate_, "stackTraceLimit"));
+    const auto capture = internalized(isolate_, "captureStackTrace");
+    captureStackTrace_.Reset(
+        isolate_,
+        error.As<v8::Object>()->Get(context, capture).ToLocalChecked().As<v8::Function>());
     makeError_.Reset(isolate_, makeError.As<v8::Function>());
   }
 }
 
 Environment::~Environment() {
-  while (!owned_.empty()) {
-    const auto [object, destroy] = owned_.back();
-    owned_.pop_back();
-    destroy(object);
-  }
   references_->end();
   current_ = nullptr;
-  if (node::GetCurrentEventLoop(isolate_) == uv_default_loop()) mainOver_ = true;
 }
 
 Environment& Environment::enter(v8::Local<v8::Context> context) {
   if (!current_) {
     stayLoaded();
-    current_ = new Environment(context);
-    node::AddEnvironmentCleanupHook(
-        current_->isolate_,
-        [](void* environment) { delete static_cast<Environment*>(environment); }, current_);
+    EventLoop& loop = EventLoop::enter(context);
+    current_ = new Environment(loop, context);
+    loop.own(current_, [](void* environment) { delete static_cast<Environment*>(environment); });
   }
   return *current_;
 }
@@ -140,9 +140,8 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   if (makeError_.IsEmpty()) return v8::Exception::Error(toV8(isolate_, record.message));
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
   // Here there is no script between the stack and the caller, which would be walked for nothing.
-  v8::Local<v8::Value> trace = v8::Object::New(isolate_);
-  const auto capture = captureStackTrace_.Get(isolate_);
-  if (capture->Call(context, v8::Undefined(isolate_), 1, &trace).IsEmpty()) return {};
+  v8::Local<v8::Object> trace = trace_;
+  if (trace.IsEmpty() && !captureStack().ToLocal(&trace)) return {};
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       toV8(isolate_, record.exceptionClass),
@@ -153,6 +152,31 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
                                       makeSystemDetails(isolate_, record),
                                       trace};
   return makeError_.Get(isolate_)->Call(context, v8::Undefined(isolate_), 9, arguments);
+}
+
+v8::MaybeLocal<v8::Object> Environment::captureStack() {
+  const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
+  const v8::Local<v8::Object> trace = v8::Object::New(isolate_);
+  v8::Local<v8::Value> limit;
+  if (!errorConstructor_.Get(isolate_)
+           ->Get(context, stackTraceLimit_.Get(isolate_))
+           .ToLocal(&limit))
+    return {};
+  if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return trace;
+  v8::Local<v8::Value> argument = trace;
+  const auto capture = captureStackTrace_.Get(isolate_);
+  if (capture->Call(context, v8::Undefined(isolate_), 1, &argument).IsEmpty()) return {};
+  return trace;
+}
+
+Environment::Trace::Trace(Environment& environment, v8::Local<v8::Object> trace)
+    : environment_(environment), outer_(environment.trace_) {
+  environment.trace_ = trace.IsEmpty() ? v8::Object::New(environment.isolate_) : trace;
+}
+
+Tasks& Environment::tasks() {
+  if (!tasks_) tasks_ = std::make_unique<Tasks>(*this);
+  return *tasks_;
 }
 
 ZaxReference* Environment::takeThrown() {

@@ -3,17 +3,17 @@
 
 #include <v8.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "zax-backend.h"
 #include "zax-base.h"
 #include "zax-v8-bulk.h"
+#include "zax-v8-loop.h"
 #include "zax-v8-reference.h"
+#include "zax-v8-task.h"
 
 namespace zax {
 
@@ -28,14 +28,8 @@ class Environment : public NonCopyable {
   /// That of the calling thread, made at the first call. `context` is the main one.
   static Environment& enter(v8::Local<v8::Context> context);
 
-  /// Whether the main thread's environment has ended, and with it what its memory came from: what
-  /// is released later, by a static object, is left to the end of the process. Any thread.
-  static bool isMainOver() { return mainOver_; }
-
   v8::Isolate* isolate() const { return isolate_; }
-
-  /// Calls destroy(object) at the end of the environment, the last first.
-  void own(void* object, void (*destroy)(void*)) { owned_.emplace_back(object, destroy); }
+  EventLoop& loop() { return loop_; }
 
   /// Makes a ZaxBindingError, in the caller's handle scope; empty when script failed on the way.
   v8::MaybeLocal<v8::Value> makeError(const ZaxErrorRecord& record);
@@ -43,6 +37,23 @@ class Environment : public NonCopyable {
   /// Keeps what script threw until it is taken.
   void keepThrown(v8::Local<v8::Value> thrown) { thrown_.Reset(isolate_, thrown); }
   ZaxReference* takeThrown();
+
+  /// A new object that has captured the stack of the script that runs, as far as
+  /// `Error.stackTraceLimit` says; empty when script failed on the way.
+  v8::MaybeLocal<v8::Object> captureStack();
+
+  /// Within its life errors have the stack that `trace` has captured; an empty one, none.
+  class Trace : public NonCopyable {
+   public:
+    Trace(Environment& environment, v8::Local<v8::Object> trace);
+    ~Trace() { environment_.trace_ = outer_; }
+
+   private:
+    Environment& environment_;
+    v8::Local<v8::Object> outer_;
+  };
+
+  Tasks& tasks();
 
   References& references() const { return *references_; }
   BulkMemory& bulk() { return bulk_; }
@@ -54,15 +65,19 @@ class Environment : public NonCopyable {
  private:
   static constexpr std::size_t slabSize = 65536;  // bytes
 
-  explicit Environment(v8::Local<v8::Context> context);
+  Environment(EventLoop& loop, v8::Local<v8::Context> context);
   ~Environment();
 
   static thread_local Environment* current_;
-  static std::atomic<bool> mainOver_;
 
+  EventLoop& loop_;
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
+  v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::Function> captureStackTrace_;
+  v8::Global<v8::String> stackTraceLimit_;
+  v8::Local<v8::Object> trace_;  ///< the stack for errors; empty: that of the moment
+  std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;
   BulkMemory bulk_;
@@ -71,7 +86,6 @@ class Environment : public NonCopyable {
   v8::Global<v8::ArrayBuffer> slab_;
   std::uint8_t* slabData_ = nullptr;
   std::size_t slabUsed_ = slabSize;
-  std::vector<std::pair<void*, void (*)(void*)>> owned_;
 };
 
 /// Catches what script throws within its life, for the backend's callers to take. A termination of
@@ -88,6 +102,18 @@ class ScriptGuard : public NonCopyable {
 
   v8::TryCatch tryCatch_;
 };
+
+/// What is thrown into script while `run` runs; empty where nothing is, or where the thread is
+/// being terminated, which goes on. (In some versions of V8 nothing else may be called as long as
+/// the TryCatch has not been destroyed.)
+template <typename F>
+v8::Local<v8::Value> thrownBy(v8::Isolate* isolate, const F& run) {
+  v8::TryCatch tryCatch(isolate);
+  run();
+  if (!tryCatch.HasTerminated()) return tryCatch.Exception();
+  tryCatch.ReThrow();
+  return {};
+}
 
 /// Compiles and runs a script of the framework's own.
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source);

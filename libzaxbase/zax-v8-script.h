@@ -50,6 +50,22 @@ inline constexpr char errorClassScript[] = R"script(
     #trace;
 
     /**
+     * The property `stack`: formatted when somebody reads it, and not before, as that is the dearest
+     * part of an error. Each error has its own: Node takes for no error what has none, and tells of
+     * its rejection that nobody handles without its stack.
+     */
+    static #stack = {
+      get() {
+        const frames = #trace in this ? scriptFrames(this.#trace) : '';
+        return `${this}${nativeFrames(this.details)}${frames}`;
+      },
+      set(value) {
+        defineProperty(this, 'stack', { value, writable: true, configurable: true });
+      },
+      configurable: true,
+    };
+
+    /**
      * Frames of the stack down to the function `caller` are left out. Native code gives an object
      * instead that has captured the stack.
      */
@@ -58,21 +74,11 @@ inline constexpr char errorClassScript[] = R"script(
       set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
       super(message ?? '');
       set(Error, 'stackTraceLimit', limit);
-      delete this.stack; // It would hide the one of the class.
+      defineProperty(this, 'stack', ZaxBindingError.#stack);
       this.code = code;
       this.details = details;
       this.#trace = typeof caller === 'object' ? caller : {};
       if (caller !== this.#trace) captureStackTrace(this.#trace, caller);
-    }
-
-    /** Formatted when somebody reads it, and not before: that is the dearest part of an error. */
-    get stack() {
-      const frames = #trace in this ? scriptFrames(this.#trace) : '';
-      return `${this}${nativeFrames(this.details)}${frames}`;
-    }
-
-    set stack(value) {
-      defineProperty(this, 'stack', { value, writable: true, configurable: true });
     }
   }
 
@@ -90,6 +96,58 @@ inline constexpr char makeErrorScript[] = R"script(
 (ZaxBindingError) => (code, message, exceptionClass, file, line, fn, callstack, system, trace) => {
   const details = { exceptionClass, file, line, function: fn, callstack, ...system };
   return new ZaxBindingError(code, message, details, trace);
+};
+)script";
+
+/// The value is a function of the native `cancel(task)`, which gives the script side of tasks.
+inline constexpr char taskScript[] = R"script(
+(cancel) => {
+  const { Set, WeakMap, process } = globalThis;
+  const { AsyncResource } = process.getBuiltinModule('node:async_hooks');
+  const listeners = new WeakMap(); // of signals, one for all tasks of each
+
+  return {
+    /**
+     * Gives the values of an array to onProgress, in the async context of the task's caller. Called
+     * again after one of them has thrown, it goes on with the next.
+     */
+    deliverer(onProgress) {
+      const caller = new AsyncResource('ZaxTask');
+      let next = 0;
+      const give = (values) => {
+        while (next < values.length) onProgress(values[next++]);
+        next = 0;
+      };
+      return (values) => caller.runInAsyncScope(give, undefined, values);
+    },
+
+    raise(error) {
+      throw error;
+    },
+
+    /** Cancels a task when the signal is aborted; returns whether it is already. */
+    listen(signal, task) {
+      if (signal.aborted) return true;
+      let listener = listeners.get(signal);
+      if (!listener) {
+        const tasks = new Set();
+        listener = () => tasks.forEach(cancel);
+        listener.tasks = tasks;
+        signal.addEventListener('abort', listener, { once: true });
+        listeners.set(signal, listener);
+      }
+      listener.tasks.add(task);
+      return false;
+    },
+
+    unlisten(signal, task) {
+      const listener = listeners.get(signal);
+      listener.tasks.delete(task);
+      if (listener.tasks.size > 0) return;
+      listeners.delete(signal);
+      signal.removeEventListener('abort', listener);
+    },
+  };
 };
 )script";
 

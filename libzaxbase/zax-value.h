@@ -287,6 +287,11 @@ inline constexpr bool holds<std::array<T, N>, Held> = holds<T, Held>;
 template <>
 inline constexpr bool holds<std::string_view, std::string_view> = true;
 
+/// What a std::function holds.
+struct ScriptFunction;
+template <typename R, typename... Args>
+inline constexpr bool holds<R(Args...), ScriptFunction> = true;
+
 template <>
 struct Value<std::string_view> {
   static constexpr unsigned kinds = 1U << ZaxString;

@@ -12,6 +12,7 @@
 #include "zax-function.h"
 #include "zax-handle.h"
 #include "zax-module.h"
+#include "zax-task.h"
 #include "zax-value.h"
 
 #endif

@@ -6,4 +6,5 @@
 #include "zax-v8-base.cpp"
 #include "zax-v8-callback.cpp"
 #include "zax-v8-error.cpp"
+#include "zax-v8-loop.cpp"
 #include "zax-v8-utils.cpp"

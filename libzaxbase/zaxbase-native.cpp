@@ -14,5 +14,6 @@
 #include "zax-function.cpp"
 #include "zax-handle.cpp"
 #include "zax-module.cpp"
+#include "zax-task.cpp"
 #include "zax-value.cpp"
 #include "zaxbase-errors.cpp"

@@ -5,5 +5,7 @@
 #include "zax-v8-bulk.cpp"
 #include "zax-v8-bytes.cpp"
 #include "zax-v8-environment.cpp"
+#include "zax-v8-loop.cpp"
 #include "zax-v8-reference.cpp"
 #include "zax-v8-registration.cpp"
+#include "zax-v8-task.cpp"

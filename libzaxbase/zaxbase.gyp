@@ -22,6 +22,7 @@
         'zax-v8-base.cpp',
         'zax-v8-callback.cpp',
         'zax-v8-error.cpp',
+        'zax-v8-loop.cpp',
         'zax-v8-utils.cpp',
       ],
       'include_dirs': ['.', '<!(node -e "require(\'nan\')")'],

@@ -10,25 +10,28 @@ const folders = process.argv.slice(2);
 const preload = process.env.TEST_PRELOAD;
 const env = preload ? { LD_PRELOAD: preload } : {};
 
-/** Runs test files. Notifications keep the event loop alive, hence the forced exit. */
-function runFiles(files) {
-  run(process.execPath, ['--expose-gc', '--test', '--test-force-exit', ...files], { env });
+/** Runs test files. What uses the notifications of jobs by hand does not end by itself. */
+function runFiles(files, ...flags) {
+  run(process.execPath, ['--expose-gc', '--test', ...flags, ...files], { env });
 }
 
 ensureModules();
 ensurePackages('compiler', 'make', 'python', 'gtest');
 if (folders[0] === '--slow') {
-  runFiles(filesIn('test', /\.slow-test\.js$/));
+  runFiles(filesIn('test', /\.slow-test\.js$/), '--test-force-exit');
   process.exit();
 }
 
 build('echo');
 build('demo');
 build('test');
-if (folders.length === 0) {
-  folders.push('test', 'examples');
+const isWhole = folders.length === 0;
+if (isWhole) {
+  folders.push('test');
   build('examples/digest');
   build('examples/words');
 }
 run('test/build/Release/native_tests', ['--gtest_brief=1'], { env });
-runFiles(folders.flatMap((folder) => filesIn(folder, /\.test\.js$/)));
+const files = folders.flatMap((folder) => filesIn(folder, /\.test\.js$/));
+runFiles(files, '--test-force-exit');
+if (isWhole) runFiles(filesIn('examples', /\.test\.js$/));

@@ -2,7 +2,7 @@
   'targets': [
     {
       'target_name': 'digest',
-      'sources': ['src/digest.cpp', '<!(node -p "require(\'zaxbase\').frameSource")'],
+      'sources': ['src/digest.cpp', '<!(node -p "require(\'zaxbase\').source")'],
       'cflags_cc': ['<!@(node -p "require(\'zaxbase\').flags.join(\' \')")'],
     },
   ],

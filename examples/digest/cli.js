@@ -22,20 +22,20 @@ function progressBars(paths, stream) {
   };
 }
 
-/** Prints the digest of every file as sha256sum does; resolves to the exit code. */
+/** Prints the digest of every file as sha256sum does; resolves to the exit status. */
 module.exports = async function main([algorithm, ...paths]) {
   if (paths.length === 0) {
     console.error('Usage: node . ALGORITHM FILE...');
     return 2;
   }
   const show = progressBars(paths, process.stderr);
-  const jobs = paths.map(async (path, i) => {
-    const text = await digest(algorithm, path, (percent) => show(i, percent));
+  const tasks = paths.map(async (path, i) => {
+    const text = await digest(algorithm, path, { onProgress: (percent) => show(i, percent) });
     show(i, 100); // An empty file tells no progress.
     return text;
   });
   let failed = 0;
-  for (const [i, { value, reason }] of (await Promise.allSettled(jobs)).entries()) {
+  for (const [i, { value, reason }] of (await Promise.allSettled(tasks)).entries()) {
     if (!reason) {
       console.log(`${value}  ${paths[i]}`);
     } else {

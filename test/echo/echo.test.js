@@ -69,4 +69,5 @@ test('the demonstration ends by itself and shows every error', async () => {
   assert.equal(status, 0);
   assert.equal(stdout.match(/TEST-ERROR {2}simulated/g).length, 7);
   assert.match(stdout, /^work-0%\nwork-25%\nwork-50%\nwork-75%\nwork-100%\n/m);
+  assert.match(stdout, /^forecast 5%\n.*^forecast 100%\n.*: TimeoutError: /ms);
 });

@@ -62,7 +62,7 @@ async function scaffold(cwd, name) {
 test('the add-on that zaxbase new makes installs, builds and passes its tests', async () => {
   const addon = await scaffold(folder, 'my-addon');
   await install(addon);
-  assert.match(await outputOf(addon, 'npm', 'test'), /tests 2\n.*pass 2\n/s);
+  assert.match(await outputOf(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
   const types = () => fs.readFileSync(path.join(addon, 'index.d.ts'), 'utf8');
   const written = types();
   await outputOf(addon, 'npm', 'run', 'types');

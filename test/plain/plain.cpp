@@ -11,6 +11,7 @@
 #include <list>
 #include <map>
 #include <set>
+#include <thread>
 #include <unordered_map>
 
 struct Point {
@@ -54,6 +55,24 @@ void fail(const std::string& how, const std::string& text) {
   if (how == "int") throw 42;
   if (how == "text") throw "a text";
 }
+
+/// Tells whether native memory of calls is left.
+struct Counted {
+  Counted() { ++living; }
+  Counted(const Counted& /*other*/) { ++living; }
+  ~Counted() { --living; }
+  static inline std::atomic<int> living{0};
+};
+
+}  // namespace
+
+template <>
+struct zax::Value<Counted> {
+  static Counted from(zax::Handle /*value*/) { return {}; }
+  static zax::Handle to(const Counted& /*value*/) { return zax::Handle::undefined(); }
+};
+
+namespace {
 
 template <typename... T>
 void same(zax::Module& module, std::initializer_list<const char*> names) {
@@ -126,6 +145,48 @@ void addCallbacks(zax::Module& module) {
   });
 }
 
+/// Posts the numbers below `count`, and returns it.
+int countTo(int count, const Counted& /*counted*/, const zax::Progress<int>& progress) {
+  for (int i = 0; i < count; ++i) progress(i);
+  return count;
+}
+
+/// Works until it is cancelled, or has posted `steps` numbers.
+Counted work(int steps, zax::Progress<int> progress, const zax::Cancellation& cancellation,
+             const Counted& counted) {
+  for (int step = 0; step < steps; ++step) {
+    cancellation.check();
+    progress(step);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return counted;
+}
+
+/// Two threads post, and go on when the task is over.
+void outlive(zax::Progress<std::string> progress) {
+  for (const char* name : {"a", "b"}) {
+    std::thread([progress, name] {
+      for (int i = 0; i < 20'000; ++i) progress(name);
+    }).detach();
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+void addTasks(zax::Module&& tasks) {
+  using Given = std::tuple<std::string_view, zax::Bytes, std::optional<Point>, Either>;
+  tasks.task("give", [](const std::string_view& view, zax::Bytes bytes, std::optional<Point> point,
+                        Either either) { return Given(view, bytes, point, either); });
+  tasks.task("fail", fail, {"how", "text"});
+  tasks.task("cancelled", [] { throw zax::Cancelled(); });
+  tasks.task("count", countTo, {"count", "counted"}, "Counts.");
+  tasks.task("work", work);
+  tasks.task("outlive", outlive);
+  tasks.task("far", [](const zax::Progress<long>& progress) {
+    for (const long number : {1L, 1L << 60, 2L}) progress(number);
+  });
+  tasks.function("living", [] { return Counted::living.load(); });
+}
+
 }  // namespace
 
 ZAX_MODULE(module) {
@@ -133,6 +194,7 @@ ZAX_MODULE(module) {
   addTypes(module.object("same", "Each type there and back."));
   addFunctions(module);
   addCallbacks(module);
+  addTasks(module.object("tasks"));
   const auto destroy = [](const int* value) { delete value, ++destroyed; };
   module.function("counted", [value = std::shared_ptr<int>(new int, destroy)] { (void)value; });
   module.value("default", std::map<std::string, int>{{"most", 5}});

@@ -1,14 +1,20 @@
 'use strict';
 
-// Jobs and notifications in great numbers: `node --expose-gc stress.js [SCALE]`. With the scale 1 it is
-// a million of each and 500 fresh processes. It checks that each job replies once, that each
-// notification arrives once, in order and before its job's reply, and that nothing is left behind.
+// Jobs with notifications, and tasks with progress, in great numbers: `node --expose-gc stress.js
+// [SCALE]`. With the scale 1 it is a million of each, 500 fresh processes and 200 Workers. It checks
+// that each job replies once, that each notification arrives once, in order and before its job's
+// reply, that so do tasks, and that nothing is left behind.
 
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const { availableParallelism } = require('node:os');
 
+const { Worker } = require('node:worker_threads');
+
 const { bridge, repliesOf, run } = require('../support');
+
+const plainFile = require.resolve('../build/Release/plain.node');
+const { tasks } = require(plainFile);
 
 const mebibytes = (bytes) => `${(bytes / 2 ** 20).toFixed(1)} MiB`;
 const tick = () => new Promise((resolve) => setImmediate(resolve));
@@ -27,20 +33,33 @@ const job = (count) =>
     bridge.job('', new Array(count).fill('notify'), ['reply'], '', callback);
   });
 
-/** Runs `total` jobs, `inFlight` at a time. */
-async function jobs(total, inFlight, notifications = 0) {
+/** A task that posts `count` numbers; resolves to its onProgress. */
+async function task(count) {
+  let next = 0;
+  let over = false;
+  const onProgress = (value) => {
+    if (over || value !== next++) assert.fail(`${value} came, not ${next - 1}`);
+  };
+  const { signal } = new AbortController();
+  const result = await tasks.count(count, 0, count % 2 ? { onProgress, signal } : { onProgress });
+  over = true;
+  assert.deepEqual([result, next], [count, count]);
+  return onProgress;
+}
+
+/** Runs `total` jobs or tasks, `inFlight` at a time. */
+async function many(start, total, inFlight, notifications = 0) {
   const lane = async () => {
-    while (total-- > 0) await job(notifications);
+    while (total-- > 0) await start(notifications);
   };
   await Promise.all(Array.from({ length: inFlight }, lane));
 }
 
 /** The resident set after each of ten equal rounds, which must stop growing. */
-async function residentSetIsFlat(million) {
+async function residentSetIsFlat(body, most = 4) {
   const sizes = [];
   for (let round = 0; round < 10; ++round) {
-    await jobs(million / 20, 256);
-    await jobs(8, 8, Math.ceil(million / 160));
+    await body();
     global.gc();
     await tick();
     global.gc();
@@ -48,12 +67,12 @@ async function residentSetIsFlat(million) {
   }
   console.log(`resident set: ${sizes.map(mebibytes).join(', ')}`);
   const growth = Math.min(...sizes.slice(7)) - Math.min(...sizes.slice(2, 5));
-  assert.ok(growth < 4 * 2 ** 20, `it grew by ${mebibytes(growth)}`);
+  assert.ok(growth < most * 2 ** 20, `it grew by ${mebibytes(growth)}`);
 }
 
 /** Callbacks must not outlive their jobs. */
-async function callbacksAreCollected() {
-  const begun = Array.from({ length: 1000 }, async () => new WeakRef(await job(0)));
+async function callbacksAreCollected(start) {
+  const begun = Array.from({ length: 1000 }, async () => new WeakRef(await start(0)));
   const references = await Promise.all(begun);
   for (let i = 0; i < 5; ++i) {
     await tick();
@@ -67,7 +86,24 @@ async function callbacksAreCollected() {
 async function firstNotifications() {
   setInterval(() => fs.readFile(`${process.execPath}.none`, () => {}), 0);
   await fs.promises.readFile(__filename);
-  await jobs(4, 4, 50);
+  await many(job, 4, 4, 50);
+}
+
+/** Workers that are terminated at any moment, four at a time, with tasks queued and running. */
+async function workers(total) {
+  const script = `const { count, work } = require(${JSON.stringify(plainFile)}).tasks;
+    const { signal } = new AbortController();
+    const onProgress = () => {};
+    for (let i = 0; i < 8; ++i) work(1e6, 0, { signal, onProgress }).catch(() => {});
+    (async () => { for (;;) await count(100, 0, { onProgress }); })();`;
+  const lane = async () => {
+    while (total-- > 0) {
+      const worker = new Worker(script, { eval: true });
+      setTimeout(() => worker.terminate(), 40 + Math.random() * 60);
+      await new Promise((resolve) => worker.on('exit', resolve));
+    }
+  };
+  await Promise.all(Array.from({ length: 4 }, lane));
 }
 
 /** Fresh processes, as many at a time as there are processors. */
@@ -86,6 +122,7 @@ async function measure(what, body) {
   await body();
   await tick();
   assert.deepEqual(repliesOf(bridge.live), [[0, 0]], 'jobs and notifications that still live');
+  assert.equal(tasks.living(), 0, 'tasks that still live');
   const seconds = Number(process.hrtime.bigint() - start) / 1e9;
   console.log(`${what}: ${seconds.toFixed(1)} s`);
 }
@@ -93,13 +130,22 @@ async function measure(what, body) {
 async function main(scale = 1) {
   if (scale === 'fresh') return firstNotifications();
   const million = Math.round(1e6 * scale);
-  for (const inFlight of [1, 64, 1024]) {
-    await measure(`${million} jobs, ${inFlight} in flight`, () => jobs(million, inFlight));
-  }
   const each = Math.round(million / 8);
-  await measure(`${8 * each} notifications from eight jobs`, () => jobs(8, 8, each));
-  await measure('ten rounds', () => residentSetIsFlat(million));
-  await measure('callbacks', callbacksAreCollected);
+  for (const start of [job, task]) {
+    for (const inFlight of [1, 64, 1024]) {
+      const body = () => many(start, million, inFlight);
+      await measure(`${million} ${start.name}s, ${inFlight} in flight`, body);
+    }
+    await measure(`${8 * each} notifications of eight`, () => many(start, 8, 8, each));
+    const round = async () => {
+      await many(start, million / 20, 256);
+      await many(start, 8, 8, Math.ceil(million / 160));
+    };
+    await measure('ten rounds', () => residentSetIsFlat(round));
+    await measure('callbacks', () => callbacksAreCollected(start));
+  }
+  const someWorkers = () => workers(Math.ceil(20 * scale));
+  await measure('ten rounds of Workers', () => residentSetIsFlat(someWorkers, 64));
   const processes = Math.round(500 * scale);
   await measure(`${processes} fresh processes`, () => freshProcesses(processes));
 }

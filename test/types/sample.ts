@@ -128,9 +128,14 @@ const { flags, ...told } = zaxbase;
 is<Record<'include_dir' | 'targets' | 'version' | 'source' | 'frameSource', string>>()(told);
 are<[string[], addon.Point]>()([flags, addon.centroid([{ x: 1, y: 2 }])]);
 is<typeof addon>()(runtime.load<typeof addon>(new URL('file:///add-on/')));
+const { signal } = new AbortController();
+const onProgress = (percent: number) => is<number>()(percent);
+is<Promise<number>>()(addon.countPrimes(5, { signal, onProgress }));
 // @ts-expect-error
 zaxbase.include;
 // @ts-expect-error
 addon.centroid([{ x: 1 }]);
+// @ts-expect-error
+addon.countPrimes(5, { percent: onProgress });
 // @ts-expect-error
 runtime.load();

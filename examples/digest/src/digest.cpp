@@ -2,16 +2,14 @@
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zax.h>
 
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "zax-v8-argument-list.h"
-
-// digest(algorithm, path, callback): the digest of a file, computed by the OpenSSL that Node
-// carries. Calls back with the percentage done, a number, and in the end with the digest, a text.
+// The digest of a file, computed by the OpenSSL that Node carries.
 
 namespace {
 
@@ -21,7 +19,7 @@ using Failed = zax::ErrnoGenericException<zax::EFAILED>;
 constexpr std::size_t chunkSize = 1 << 20;
 
 /// A file that is open for reading.
-class File : public zax::NonCopyable {
+class File {
  public:
   explicit File(const std::string& path)
       : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
@@ -31,6 +29,8 @@ class File : public zax::NonCopyable {
   }
 
   ~File() { close(descriptor_); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
 
   /// The size in bytes; 0 for what has none, such as a pipe.
   unsigned long size() const {
@@ -95,64 +95,29 @@ class Hash {
   std::unique_ptr<EVP_MD_CTX, FreeContext> context_;
 };
 
-class Progress : public zax::AsyncNotification {
- public:
-  Progress(zax::AsyncJob* job, int percent) : AsyncNotification(job), percent_(percent) {}
-
-  void execute() override { deliver(Nan::New(percent_)); }
-
- private:
-  int percent_;
-};
-
-class Digest : public zax::Binding<Digest> {
- public:
-  static Digest* create(std::string algorithm, std::string path, zax::Callback callback) {
-    Algorithm fetched(EVP_MD_fetch(nullptr, algorithm.c_str(), nullptr));
-    if (!fetched) {
-      throw zax::ErrnoGenericException<zax::EBADARG>(
-          __("unknown algorithm %(algorithm)s", "algorithm", algorithm), ZAX_DEBUG_INFO);
-    }
-    return new Digest(callback, std::move(fetched), path);
+std::string digest(const std::string& algorithm, const std::string& path,
+                   const zax::Progress<int>& progress, const zax::Cancellation& cancellation) {
+  const Algorithm fetched(EVP_MD_fetch(nullptr, algorithm.c_str(), nullptr));
+  if (!fetched) throw zax::BadArgument("unknown algorithm " + algorithm);
+  File file(path);
+  const unsigned long size = file.size();
+  Hash hash(fetched.get());
+  std::vector<unsigned char> chunk(chunkSize);
+  unsigned long done = 0;
+  int told = 0;
+  while (const std::size_t count = file.readInto(chunk)) {
+    cancellation.check();
+    hash.update(chunk.data(), count);
+    done += count;
+    const auto percent = static_cast<int>(size > 0 ? std::min(100UL, done * 100 / size) : 0);
+    if (percent > told) progress(told = percent);
   }
-
-  void beginJob() override {
-    File file(path_);
-    const unsigned long size = file.size();
-    Hash hash(algorithm_.get());
-    std::vector<unsigned char> chunk(chunkSize);
-    unsigned long done = 0;
-    while (const std::size_t count = file.readInto(chunk)) {
-      hash.update(chunk.data(), count);
-      done += count;
-      if (size > 0) tell(std::min(100UL, done * 100 / size));
-    }
-    result_ = hash.finish();
-  }
-
-  void afterJob() override { callback.call(result_); }
-
- private:
-  Digest(const zax::Callback& callback, Algorithm algorithm, const std::string& path)
-      : Binding(callback), algorithm_(std::move(algorithm)), path_(path) {}
-
-  /// Posts a notification for every percentage once.
-  void tell(int percent) {
-    if (percent == told_) return;
-    told_ = percent;
-    notify(new Progress(this, percent));
-  }
-
-  Algorithm algorithm_;
-  std::string path_;
-  std::string result_;
-  int told_ = 0;
-};
-
-void registerModule(v8::Local<v8::Object> exports) {
-  Nan::Export(exports, "digest", Digest::entry);
+  return hash.finish();
 }
 
 }  // namespace
 
-NODE_MODULE(digest, registerModule)
+ZAX_MODULE(module) {
+  module.task("digest", digest, {"algorithm", "path"},
+              "The digest of a file, in hexadecimal digits. Tells each percentage once.");
+}

@@ -46,18 +46,26 @@ test('the program prints what sha256sum prints', () => {
 
 test('digests, with a progress that rises to 100, each percentage at most once', async () => {
   const told = [];
-  const digested = await digest('sha512', large, (percent) => told.push(percent));
+  const onProgress = (percent) => told.push(percent);
+  const digested = await digest('sha512', large, { onProgress });
   const expected = createHash('sha512').update(fs.readFileSync(large)).digest('hex');
   assert.strictEqual(digested, expected);
   assert.deepStrictEqual(told, [...Array(101).keys()].slice(1));
+});
+
+test('an aborted signal ends it', async () => {
+  const controller = new AbortController();
+  const { signal } = controller;
+  const digested = digest('sha512', large, { signal, onProgress: () => controller.abort() });
+  await assert.rejects(digested, { name: 'AbortError' });
 });
 
 test('errors', async () => {
   for (const [algorithm, file, error] of [
     ['sha256', missing, { code: 'open-ENOENT', message: `cannot open ${missing}` }],
     ['sha256', folder, { code: 'read-EISDIR', message: `cannot read ${folder}` }],
-    ['sha0', one, { code: 'EBADARG', message: 'unknown algorithm sha0' }],
-    ['sha256', null, { code: 'EBADARG', message: 'String expected' }],
+    ['sha0', one, { code: 'EBADARG', message: 'digest: unknown algorithm sha0' }],
+    ['sha256', null, { code: 'EBADARG', message: /^digest: argument 2 \(path\): string exp/ }],
   ]) {
     await assert.rejects(digest(algorithm, file), error);
   }

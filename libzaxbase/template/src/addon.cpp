@@ -33,10 +33,26 @@ Point centroid(const std::vector<Point>& points) {
   return {sum.x / count, sum.y / count};
 }
 
+/// Runs on the thread pool, while JavaScript awaits it.
+int countPrimes(int limit, const zax::Progress<double>& progress,
+                const zax::Cancellation& cancellation) {
+  int count = 0;
+  for (int number = 2; number < limit; ++number) {
+    if (number % 10000 == 0) {
+      cancellation.check();
+      progress(100.0 * number / limit);
+    }
+    if (smallestFactor(number) == number) ++count;
+  }
+  return count;
+}
+
 }  // namespace
 
 ZAX_MODULE(module) {
   module.function("smallestFactor", smallestFactor, {"number"},
                   "The smallest factor of a number, without 1.");
   module.function("centroid", centroid, {"points"}, "The point in the middle of others.");
+  module.task("countPrimes", countPrimes, {"limit"},
+              "How many primes there are below a limit. The progress is a percentage.");
 }

@@ -2,7 +2,7 @@
 
 const assert = require('node:assert');
 const test = require('node:test');
-const { smallestFactor, centroid } = require('..');
+const { smallestFactor, centroid, countPrimes } = require('..');
 
 test('what the functions return', () => {
   assert.strictEqual(smallestFactor(91), 7);
@@ -25,4 +25,14 @@ test('what they refuse', () => {
   ]) {
     assert.throws(call, { code, message });
   }
+});
+
+test('a task tells its progress and can be cancelled', async () => {
+  const percents = [];
+  const onProgress = (percent) => percents.push(Math.round(percent));
+  assert.strictEqual(await countPrimes(20001, { onProgress }), 2262);
+  assert.deepStrictEqual(percents, [50, 100]);
+
+  const cancelled = countPrimes(1e9, { signal: AbortSignal.timeout(10) });
+  await assert.rejects(cancelled, { name: 'TimeoutError' });
 });

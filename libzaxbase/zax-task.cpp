@@ -1,0 +1,145 @@
+#include "zax-task.h"
+
+#include <cerrno>
+
+#include "zax-base.h"
+
+namespace zax {
+
+Cancelled::Cancelled()
+    : ErrnoException(Errno(ECANCELED), __("The task was cancelled"), DebugInfo()) {}
+
+bool ProgressChannel::makeRoom(Lock& held, const std::size_t& waiting) {
+  if (waiting >= capacity && std::this_thread::get_id() != taker_) {
+    ++posters_;
+    room_.wait(held, [&] { return closed_ || waiting < capacity; });
+    --posters_;
+  }
+  return !closed_;
+}
+
+void ProgressChannel::wake(Lock& held) {
+  ++waking_;
+  held.unlock();  // Otherwise the other thread would wake only to wait.
+  backend->wakeTask(task_);
+  held.lock();
+  if (--waking_ == 0 && closed_) room_.notify_all();
+}
+
+void ProgressChannel::close() {
+  Lock held = lock();
+  closed_ = true;
+  room_.notify_all();
+  room_.wait(held, [this] { return waking_ == 0; });
+}
+
+namespace {
+
+[[noreturn]] void refuseOption(const char* name, const char* expected, Handle got) {
+  BadArgument refusal(expected, got);
+  refusal.inMember(name);
+  throw refusal;
+}
+
+/// Empty where there is none.
+Handle readSignal(Handle value) {
+  if (value.isUndefined()) return Handle();
+  if (!value.isObject() || !value.property("aborted").isBoolean()) {
+    refuseOption("signal", "AbortSignal", value);
+  }
+  return value;
+}
+
+Handle readOnProgress(Handle value) {
+  if (value.isUndefined()) return Handle();
+  if (!value.isFunction()) refuseOption("onProgress", "function", value);
+  return value;
+}
+
+}  // namespace
+
+TaskOptions readTaskOptions(Invocation& invocation, int position, bool hasProgress) {
+  TaskOptions options;
+  if (invocation.count <= position) return options;
+  invocation.position = position;
+  const Handle given(invocation.arguments[position]);
+  if (given.isUndefined()) return options;
+  if (!given.isObject()) throw BadArgument("object with options", given);
+  const Handle entries = checked(backend->getEntries(given.get()));
+  for (std::size_t i = 0; i < entries.length(); i += 2) {
+    const std::string name = entries.element(i).text();
+    const Handle value = entries.element(i + 1);
+    if (name == "signal") {
+      options.signal = readSignal(value);
+    } else if (name == "onProgress" && hasProgress) {
+      options.onProgress = readOnProgress(value);
+    } else {
+      throw BadArgument(name == "onProgress"
+                            ? "this task has no progress for an onProgress"
+                            : concat({"unknown option ", quoted(name), ", there are signal",
+                                      hasProgress ? " and onProgress" : ""}));
+    }
+  }
+  return options;
+}
+
+std::string declareTaskOptions(std::string (*progress)()) {
+  const std::string onProgress =
+      progress ? concat({"; onProgress?: (value: ", progress(), ") => void"}) : "";
+  return concat({"{ signal?: AbortSignal", onProgress, " }"});
+}
+
+TaskCall::TaskCall(const Function& function) : ZaxTask(), function_(function) {
+  ZaxTask::run = [](ZaxTask* self) {
+    auto* call = static_cast<TaskCall*>(self);
+    try {
+      call->work();
+    } catch (...) {
+      call->thrown_ = std::current_exception();
+    }
+  };
+  ZaxTask::result = [](ZaxTask* self) { return static_cast<TaskCall*>(self)->resultOf(); };
+  ZaxTask::takeProgress = [](ZaxTask* self, ZaxValue** values, std::size_t most) {
+    const auto* call = static_cast<TaskCall*>(self);
+    std::size_t count = 0;
+    try {
+      call->progress_->take(values, most, &count);
+    } catch (std::exception& e) {
+      call->function_.fail(Invocation::progress, &e);
+    } catch (...) {
+      call->function_.fail(Invocation::progress, nullptr);
+    }
+    return count;
+  };
+  ZaxTask::cancel = [](ZaxTask* self) {
+    const auto* call = static_cast<TaskCall*>(self);
+    if (call->cancelled_) *call->cancelled_ = true;
+  };
+  ZaxTask::closeProgress = [](ZaxTask* self) {
+    const auto* call = static_cast<TaskCall*>(self);
+    if (call->progress_) call->progress_->close();
+  };
+  ZaxTask::destroy = [](ZaxTask* self) { delete static_cast<TaskCall*>(self); };
+}
+
+ZaxValue* TaskCall::resultOf() {
+  int position = Invocation::working;
+  try {
+    if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
+    position = Invocation::returning;
+    return convert().get();
+  } catch (Cancelled& e) {
+    if (cancelled_ && *cancelled_) return nullptr;
+    return function_.fail(position, &e);
+  } catch (std::exception& e) {
+    return function_.fail(position, &e);
+  } catch (...) {
+    return function_.fail(position, nullptr);
+  }
+}
+
+ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options) {
+  return backend->startTask(call.release(), options.signal.get(), options.onProgress.get());
+}
+
+}  // namespace zax
