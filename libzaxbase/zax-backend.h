@@ -228,7 +228,7 @@ struct ZaxBackend {
   bool (*writeRows)(struct ZaxBulk* bulk, const struct ZaxShape* shape, ZaxValue* array,
                     size_t from, size_t count);
   /// A new array of a length, for writeRows.
-  ZaxValue* (*makeRows)(size_t length);
+  ZaxValue* (*makeRows)(const struct ZaxShape* shape, size_t length);
 
   // Calls and functions.
   ZaxValue* (*call)(ZaxValue* function, ZaxValue* const* arguments, size_t count);

@@ -146,7 +146,7 @@ void takeRows(const ZaxBulk& bulk, const SequenceType& type, void* iterator, std
 Handle writeRows(ZaxBulk& bulk, const SequenceType& type, void* iterator, std::size_t* index,
                  std::size_t size) {
   const ZaxShape* shape = shapeOf(type);
-  const Handle array = checked(backend->makeRows(size));
+  const Handle array = checked(backend->makeRows(shape, size));
   while (*index < size) {
     const Scope scope;
     const std::size_t first = *index;

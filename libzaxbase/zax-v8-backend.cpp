@@ -257,8 +257,12 @@ bool writeRows(ZaxBulk* bulk, const ZaxShape* shape, ZaxValue* array, std::size_
   return scripts.write(currentIsolate(), *bulk, toLocal(array), from, count);
 }
 
-ZaxValue* makeRows(std::size_t length) {
-  return toSlot(v8::Array::New(currentIsolate(), static_cast<int>(length)));
+ZaxValue* makeRows(const ZaxShape* shape, std::size_t length) {
+  v8::Isolate* here = currentIsolate();
+  if (!shape) return toSlot(v8::Array::New(here, static_cast<int>(length)));
+  // An array of objects that has never had a hole is read faster.
+  std::vector<v8::Local<v8::Value>> rows(length, v8::Undefined(here));
+  return toSlot(v8::Array::New(here, rows.data(), length));
 }
 
 // Calls and functions.
