@@ -25,6 +25,11 @@ v8::Local<v8::String> internalized(v8::Isolate* isolate, const char* text) {
   return v8::String::NewFromUtf8(isolate, text, v8::NewStringType::kInternalized).ToLocalChecked();
 }
 
+/// An object that has captured the stack of the script that runs.
+v8::Local<v8::Object> newError(v8::Isolate* isolate) {
+  return v8::Exception::Error(v8::String::Empty(isolate)).As<v8::Object>();
+}
+
 /// The class of errors of this realm: whoever comes first makes it.
 v8::MaybeLocal<v8::Value> errorClass(v8::Local<v8::Context> context) {
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
@@ -91,6 +96,16 @@ void stayLoaded() {
 
 thread_local Environment* Environment::current_ = nullptr;
 
+v8::Local<v8::String> KnownTexts::get(v8::Isolate* isolate, const char* utf8) {
+  if (!utf8) return v8::String::Empty(isolate);
+  Known& known = known_[(reinterpret_cast<std::uintptr_t>(utf8) >> 3) % known_.size()];
+  if (known.string.IsEmpty() || known.utf8 != utf8) {
+    known.utf8 = utf8;
+    known.string.Reset(isolate, toV8(isolate, utf8));
+  }
+  return known.string.Get(isolate);
+}
+
 v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* source) {
   v8::Local<v8::Script> script;
   const auto text = toV8(v8::Isolate::GetCurrent(), source);
@@ -137,13 +152,13 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   // Here there is no script between the stack and the caller, which would be walked for nothing.
   v8::Local<v8::Object> trace;
   if (trace_) trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : *trace_;
-  if (!trace_ && !captureStack().ToLocal(&trace)) return {};
+  if (!trace_) trace = newError(isolate_);
   v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
                                       toV8(isolate_, record.message),
-                                      toV8(isolate_, record.exceptionClass),
-                                      toV8(isolate_, record.file),
+                                      texts_.get(isolate_, record.exceptionClass),
+                                      texts_.get(isolate_, record.file),
                                       v8::Integer::New(isolate_, record.line),
-                                      toV8(isolate_, record.function),
+                                      texts_.get(isolate_, record.function),
                                       makeCallStack(isolate_, record),
                                       makeSystemDetails(isolate_, record),
                                       trace};
@@ -159,7 +174,7 @@ v8::MaybeLocal<v8::Object> Environment::captureStack() {
     return {};
   }
   if (!limit->IsNumber() || limit.As<v8::Number>()->Value() <= 0) return v8::Object::New(isolate_);
-  return v8::Exception::Error(v8::String::Empty(isolate_)).As<v8::Object>();
+  return newError(isolate_);
 }
 
 Tasks& Environment::tasks() {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "zax-backend.h"
@@ -18,6 +19,21 @@
 #include "zax-v8-task.h"
 
 namespace zax {
+
+/// Texts that errors have again and again, as JavaScript strings. JavaScript thread only.
+class KnownTexts {
+ public:
+  /// The string of a text; null is the empty one.
+  v8::Local<v8::String> get(v8::Isolate* isolate, const char* utf8);
+
+ private:
+  struct Known {
+    std::string utf8;
+    v8::Global<v8::String> string;
+  };
+
+  std::array<Known, 64> known_;  ///< each at a place that its address gives
+};
 
 /// What the plain road has in one JavaScript thread: one object for the main thread and for each
 /// Worker that loads the add-on, from the first load to the end of that thread's environment. Every
@@ -81,6 +97,7 @@ class Environment : public NonCopyable {
   EventLoop& loop_;
   v8::Isolate* isolate_;
   v8::Global<v8::Function> makeError_;
+  KnownTexts texts_;
   v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::String> stackTraceLimit_;
   const v8::Local<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment

@@ -13,7 +13,11 @@ inline constexpr char errorClassScript[] = R"script(
   const { Error, String } = globalThis;
   const { captureStackTrace } = Error;
   const { defineProperty } = Object;
-  const { set } = Reflect;
+
+  /** In sloppy mode, as all of this but the class: where Error is frozen nothing happens. */
+  function limitStacks(limit) {
+    Error.stackTraceLimit = limit;
+  }
 
   /**
    * The raising place. An exception from outside the framework does not tell it: then the details
@@ -71,9 +75,9 @@ inline constexpr char errorClassScript[] = R"script(
      */
     constructor(code, message, details, caller = new.target) {
       const limit = Error.stackTraceLimit;
-      set(Error, 'stackTraceLimit', 0); // The trace is captured once, below.
+      limitStacks(undefined); // The trace is captured once, below.
       super(message ?? '');
-      set(Error, 'stackTraceLimit', limit);
+      limitStacks(limit);
       defineProperty(this, 'stack', ZaxBindingError.#stack);
       this.code = code;
       this.details = details;
