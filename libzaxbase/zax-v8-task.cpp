@@ -18,6 +18,8 @@ namespace {
 /// How many progress values are delivered before the event loop gets its turn.
 constexpr std::size_t mostProgress = 1024;
 
+thread_local BlockCache jobMemory;
+
 v8::Local<v8::Function> functionNamed(v8::Local<v8::Context> context, v8::Local<v8::Object> object,
                                       const char* name) {
   const auto key = v8::String::NewFromUtf8(v8::Isolate::GetCurrent(), name).ToLocalChecked();
@@ -30,12 +32,6 @@ TaskJob::TaskJob(Tasks& tasks, ZaxTask* task, v8::Local<v8::Promise::Resolver> r
     : tasks_(tasks), task_(task), resolver_(tasks.isolate_, resolver) {
   task->job = this;
 }
-
-namespace {
-
-thread_local BlockCache jobMemory;
-
-}  // namespace
 
 void* TaskJob::operator new(std::size_t size) { return jobMemory.allocate(size); }
 
@@ -98,6 +94,7 @@ bool TaskJob::callProgress(const v8::Global<v8::Function>& function,
 void TaskJob::settle() {
   v8::Isolate* isolate = tasks_.isolate_;
   const v8::HandleScope scope(isolate);
+  task_->closeProgress(task_);  // Threads that go on posting would never let it end.
   while (deliverProgress()) continue;
   if (isolate->IsExecutionTerminating()) return;
   const v8::Local<v8::Context> context = isolate->GetCurrentContext();

@@ -162,11 +162,13 @@ Counted work(int steps, zax::Progress<int> progress, const zax::Cancellation& ca
   return counted;
 }
 
-/// Two threads post, and go on when the task is over.
+std::atomic<bool> silent{false};
+
+/// Two threads post, and go on when the task is over, until they are told to be silent.
 void outlive(zax::Progress<std::string> progress) {
   for (const char* name : {"a", "b"}) {
     std::thread([progress, name] {
-      for (int i = 0; i < 20'000; ++i) progress(name);
+      while (!silent) progress(name);
     }).detach();
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -181,6 +183,7 @@ void addTasks(zax::Module&& tasks) {
   tasks.task("count", countTo, {"count", "counted"}, "Counts.");
   tasks.task("work", work);
   tasks.task("outlive", outlive);
+  tasks.function("silence", [] { silent = true; });
   tasks.task("far", [](const zax::Progress<long>& progress) {
     for (const long number : {1L, 1L << 60, 2L}) progress(number);
   });

@@ -102,6 +102,7 @@ test('progress', async () => {
   await outlive({ onProgress: () => assert.equal(over, false) });
   over = true;
   await outlive();
+  tasks.silence();
 });
 
 test('cancellation', async () => {
