@@ -1,6 +1,7 @@
 #include "zax-container.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <vector>
 
@@ -11,9 +12,10 @@ namespace zax {
 
 namespace {
 
-constexpr std::size_t chunkSize = 64;        // elements that are read one by one
-constexpr std::size_t bulkThreshold = 16;    // from so many elements on, script does the work
-constexpr std::size_t mostReserved = 65536;  // an array may claim a length without elements
+constexpr std::size_t chunkSize = 64;              // elements that are read one by one
+constexpr std::size_t bulkThreshold = 16;          // from so many elements on, script does the work
+constexpr std::size_t mostElements = 134'217'000;  // V8 ends the process for more
+constexpr std::size_t mostReserved = 65536;        // an array may claim a length without elements
 
 /// A scope, unless what is made in it must live on.
 class ScopeUnless {
@@ -160,6 +162,10 @@ Handle writeRows(ZaxBulk& bulk, const SequenceType& type, void* iterator, std::s
 }  // namespace
 
 Handle writeSequence(const SequenceType& type, void* iterator, std::size_t size) {
+  if (size > mostElements) {
+    throw ConversionError(Errno(ERANGE), concat({std::to_string(size),
+                                                 " elements are too many for a JavaScript array"}));
+  }
   std::size_t index = 0;
   try {
     const Bulk bulk = openBulkFor(type.nextStruct || type.nextNumbers, size);

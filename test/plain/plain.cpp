@@ -110,6 +110,7 @@ void addFunctions(zax::Module& module) {
     return std::vector<std::string>{"", std::string(times, static_cast<char>(code))};
   });
   module.function("zeros", [](double size) { return zax::Bytes(static_cast<std::size_t>(size)); });
+  module.function("bits", [](unsigned size) { return std::vector<bool>(size); });
   module.function("owned", [](const std::string& text) {
     return zax::OwnedBytes(strdup(text.c_str()), text.size(), std::free);
   });

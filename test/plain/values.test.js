@@ -169,6 +169,7 @@ test('results that JavaScript does not hold', () => {
   for (const array of [far, far.slice(1, 2)]) assert.match(refusal(same.points, array), overflow);
   const long = /^ERANGE: make-text: result\[1\]: a text of 600000000 bytes is too long/;
   for (const code of [0x78, 0xff]) assert.match(refusal(plain['make-text'], code, 6e8), long);
+  assert.match(refusal(plain.bits, 2 ** 27), /^ERANGE: bits: result: 134217728 elements are/);
   assert.match(refusal(plain.zeros, constants.MAX_LENGTH + 1), /^ERANGE: zeros|^EUNKNOWN: .*alloc/);
   assert.deepEqual(plain['make-text'](0xff, 2), ['', '\ufffd\ufffd']);
 });
