@@ -36,6 +36,8 @@ void ProgressChannel::close() {
 
 namespace {
 
+thread_local BlockCache callMemory;
+
 [[noreturn]] void refuseOption(const char* name, const char* expected, Handle got) {
   BadArgument refusal(expected, got);
   refusal.inMember(name);
@@ -89,12 +91,6 @@ std::string declareTaskOptions(std::string (*progress)()) {
       progress ? concat({"; onProgress?: (value: ", progress(), ") => void"}) : "";
   return concat({"{ signal?: AbortSignal", onProgress, " }"});
 }
-
-namespace {
-
-thread_local BlockCache callMemory;
-
-}  // namespace
 
 void* TaskCall::operator new(std::size_t size) { return callMemory.allocate(size); }
 

@@ -114,8 +114,10 @@ void TaskJob::settleFrom(v8::Local<v8::Context> context) {
   if (isolate->IsExecutionTerminating()) return;
   if (result) {
     resolver->Resolve(context, toLocal(result)).FromMaybe(false);
-  } else {
-    if (why.IsEmpty()) why = reason(context);
+    return;
+  }
+  if (why.IsEmpty() && !signal_.IsEmpty()) why = reason(context);
+  if (!why.IsEmpty()) {  // Without either the thread is being terminated.
     resolver->Reject(context, why).FromMaybe(false);
   }
 }
