@@ -102,6 +102,35 @@ struct ZaxTask {
   void* job;  ///< the backend's side
 };
 
+/// A JavaScript class for a type of C++: its native side, which lives as long as the environment
+/// has script.
+struct ZaxType {
+  const char* name;
+  const void* key;                        ///< tells the C++ type from others
+  const struct ZaxType* base;             ///< null without one
+  void* (*toBase)(void* object);          ///< an object as one of the base
+  const struct ZaxFunction* constructor;  ///< makes an instance; null: script cannot
+  /// How many bytes an object holds outside V8's heap; null where that is not told.
+  size_t (*externalBytes)(const void* object);
+  void* script;  ///< the backend's side
+};
+
+enum ZaxMemberKind { ZaxMethod, ZaxTaskMethod, ZaxDisposer, ZaxAccessor, ZaxStaticFunction };
+
+/// An object of C++ that a JavaScript object stands for. JavaScript thread only.
+struct ZaxInstance {
+  void* object;
+  const void* identity;  ///< tells the object from others: that of the whole, not of a base
+  const struct ZaxType* type;
+  /// The last call, once: the JavaScript object has gone and nothing uses this any more.
+  void (*destroy)(struct ZaxInstance* self);
+  unsigned uses;    ///< how many synchronous calls use it
+  unsigned claims;  ///< how many tasks have it to themselves, or wait for that
+  bool disposed;
+  bool collected;   ///< the backend's: the JavaScript object has gone
+  void* memory[7];  ///< the backend's; begins as zeros
+};
+
 /// The members of a struct: constants of static lifetime.
 struct ZaxShape {
   const char* const* names;
@@ -267,6 +296,37 @@ struct ZaxBackend {
   ZaxValue* (*startTask)(struct ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress);
   /// Lets the JavaScript thread take progress values. Any thread.
   void (*wakeTask)(struct ZaxTask* task);
+
+  // Types.
+  /// Begins a class, for members to be added.
+  void (*makeType)(struct ZaxType* type);
+  /// Adds what stands on the prototype, or on the class. `setter` is an accessor's or null. False
+  /// where the class has been made, or has an instance.
+  bool (*addMember)(struct ZaxType* type, enum ZaxMemberKind kind,
+                    const struct ZaxFunction* function, const struct ZaxFunction* setter);
+  /// Makes the JavaScript class.
+  ZaxValue* (*getClass)(struct ZaxType* type);
+  /// The class of a C++ type in this environment; null where it has none.
+  const struct ZaxType* (*findType)(const void* key);
+  /// The instance of a type, or of one that extends it, that a value is; null for any other.
+  struct ZaxInstance* (*getInstance)(ZaxValue* value, const struct ZaxType* type);
+  /// The same for the receiver of a call.
+  struct ZaxInstance* (*getReceiver)(ZaxCall* call, const struct ZaxType* type);
+  /// Makes the object that a constructor is called for stand for an instance, which the backend
+  /// owns from then on.
+  void (*attachInstance)(ZaxCall* call, struct ZaxInstance* instance);
+  /// A new JavaScript object for an instance, which the backend owns from then on.
+  ZaxValue* (*wrapInstance)(struct ZaxInstance* instance);
+  /// The JavaScript object that stands for the object `identity` as a type, or one that extends it;
+  /// null where there is none.
+  ZaxValue* (*findInstance)(const void* identity, const struct ZaxType* type);
+  /// To be called when an instance's `uses` are 0 again and it is claimed, or collected, or its
+  /// type tells of external bytes.
+  void (*endUse)(struct ZaxInstance* instance);
+  /// startTask for a task that uses instances; until it has settled, it keeps them. Where it is
+  /// `exclusive` it claims them: it runs after those that claimed one of them before, alone.
+  ZaxValue* (*startTaskOf)(struct ZaxTask* task, struct ZaxInstance* const* instances, size_t count,
+                           bool exclusive, ZaxValue* signal, ZaxValue* onProgress);
 };
 
 /// What an add-on's binary needs of the table. It exports `zax_needs`, which tells it, under this

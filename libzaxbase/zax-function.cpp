@@ -118,11 +118,12 @@ void throwToScript(std::exception* thrown, const std::string& function,
 Function::Function(const Naming& naming, const Signature& signature,
                    decltype(ZaxFunction::invoke) invoke)
     : ZaxFunction{invoke, signature.count, signature.required, nullptr},
-      name_(naming.name),
+      name_(naming.type ? concat({naming.type->name, ".", naming.name}) : naming.name),
+      type_(naming.type),
       names_(naming.parameters.begin(), naming.parameters.end()),
       text_(naming.text),
       signature_(signature) {
-  ZaxFunction::name = name_.c_str();
+  ZaxFunction::name = name_.c_str() + (name_.size() - naming.name.size());
   const std::size_t count = signature.count - (signature.isTask ? 1 : 0);
   if (!names_.empty() && names_.size() != count) {
     throw ErrnoGenericException<EBADARG>(
@@ -147,10 +148,15 @@ ZaxValue* Function::fail(int position, std::exception* thrown) const noexcept {
   return nullptr;
 }
 
+void Function::refuseReceiver() const {
+  throw BadArgument(concat({"no instance of ", type_->name}));
+}
+
 std::string Function::describe(int position) const {
   if (position == Invocation::working) return "";
   if (position == Invocation::returning) return "result";
   if (position == Invocation::progress) return "progress";
+  if (position == Invocation::receiving) return "this";
   const std::string number = std::to_string(position + 1);
   const std::string name = parameterName(position);
   return name.empty() ? concat({"argument ", number})
@@ -171,7 +177,7 @@ std::string Function::declareParameter(int index) const {
                  acceptsUndefined(type) ? " | null" : ""});
 }
 
-std::string Function::declaration(const std::string& indentation) const {
+std::string Function::declare(const std::string& indentation, const std::string& end) const {
   constexpr std::size_t longest = 82;  // With "export function " a line of 100.
   std::string line;
   std::string lines;
@@ -180,9 +186,16 @@ std::string Function::declaration(const std::string& indentation) const {
     line += concat({i > 0 ? ", " : "", parameter});
     lines += concat({"\n", indentation, "  ", parameter, ","});
   }
-  const std::string end = concat({"): ", signature_.result()});
   if (name_.size() + line.size() + end.size() <= longest) return concat({"(", line, end});
   return concat({"(", lines, "\n", indentation, end});
+}
+
+std::string Function::declaration(const std::string& indentation) const {
+  return declare(indentation, concat({"): ", signature_.result()}));
+}
+
+std::string Function::parameterList(const std::string& indentation) const {
+  return declare(indentation, ")");
 }
 
 }  // namespace zax

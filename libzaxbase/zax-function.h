@@ -10,6 +10,7 @@
 
 #include "zax-bytes.h"
 #include "zax-fields.h"
+#include "zax-instance.h"
 #include "zax-value.h"
 
 // C++ callables as JavaScript functions. A template says what a signature's types are; counting,
@@ -23,6 +24,7 @@ struct Signature {
   int count;
   int required;  ///< how many must be given: all but the optional ones at the end
   std::string (*result)();
+  bool usesInstances;   ///< whether there can be objects of classes in them
   bool isTask = false;  ///< whether the last parameter has the options of a task
 };
 
@@ -31,6 +33,7 @@ struct Invocation {
   static constexpr int working = -1;
   static constexpr int returning = -2;
   static constexpr int progress = -3;
+  static constexpr int receiving = -4;
 
   ZaxCall* call;
   ZaxValue* const* arguments;
@@ -43,6 +46,7 @@ struct Naming {
   std::string_view name;
   std::initializer_list<const char*> parameters;  ///< none, or all of them
   std::string_view text;                          ///< a sentence for declarations
+  const ZaxType* type = nullptr;                  ///< the class that it belongs to
 };
 
 /// A native function that JavaScript can call. Made when the module is, owned by its environment;
@@ -60,8 +64,25 @@ class Function : public ZaxFunction {
   /// What follows the name in a declaration file, as in `(values: number[]): number`; a line for
   /// each parameter, indented further than the name is, where one does not hold them all.
   std::string declaration(const std::string& indentation) const;
+  /// The same without the result.
+  std::string parameterList(const std::string& indentation) const;
   const std::string& text() const { return text_; }
-  const std::string& jsName() const { return name_; }
+  const char* jsName() const { return ZaxFunction::name; }
+  /// With the name of the class that it belongs to.
+  const std::string& fullName() const { return name_; }
+  const Signature& signature() const { return signature_; }
+
+  /// The class that it belongs to; null without one.
+  const ZaxType* type() const { return type_; }
+
+  /// The instance that a method is called on, whose conversion begins and ends. Throws BadArgument
+  /// where it is called on something else.
+  ZaxInstance& receiver(Invocation& invocation) const {
+    invocation.position = Invocation::receiving;
+    ZaxInstance* instance = backend->getReceiver(invocation.call, type_);
+    if (!instance) refuseReceiver();
+    return *instance;
+  }
 
   /// For the handler of an exception: throws it, or what is no std::exception, into script and
   /// returns null. `position` is an Invocation's.
@@ -83,11 +104,14 @@ class Function : public ZaxFunction {
  private:
   /// Out of line, because the stack would have room for an exception in every call.
   __attribute__((noinline)) ZaxValue* refuseCount(const Invocation& invocation) const noexcept;
+  [[noreturn]] void refuseReceiver() const;
   std::string describe(int position) const;
   std::string parameterName(int index) const;
   std::string declareParameter(int index) const;
+  std::string declare(const std::string& indentation, const std::string& end) const;
 
-  std::string name_;
+  std::string name_;  ///< for people: with that of its class
+  const ZaxType* type_;
   std::vector<std::string> names_;
   std::string text_;
   const Signature& signature_;
@@ -133,10 +157,13 @@ T& argumentAt(Argument<I, T>& argument) {
 /// The conversions of a call to a callable that takes P... and returns R.
 template <typename R, typename... P>
 struct CallOf {
-  using Arguments = ArgumentList<std::index_sequence_for<P...>, std::decay_t<P>...>;
+  using Arguments = ArgumentList<std::index_sequence_for<P...>, Stored<P>...>;
   using Result = std::decay_t<R>;
   using MaybeKeeper =
       std::conditional_t<(holds<std::decay_t<P>, std::string_view> || ...), Keeper, NoKeeper>;
+
+  static constexpr bool readsInstances = (usesInstances<Stored<P>> || ...);
+  using MaybeUses = std::conditional_t<readsInstances, Uses, NoKeeper>;
 
   /// Other<R, P...>
   template <template <typename...> typename Other>
@@ -144,12 +171,13 @@ struct CallOf {
 
   static constexpr std::string (*parameters[])() = {Declared<std::decay_t<P>>::text..., nullptr};
   static constexpr Signature signature = {
-      parameters, sizeof...(P), requiredCount<std::decay_t<P>...>(), Declared<Result>::text};
+      parameters, sizeof...(P), requiredCount<std::decay_t<P>...>(), Declared<Result>::text,
+      readsInstances || usesInstances<Result>};
 
   template <std::size_t... I>
   static Arguments read([[maybe_unused]] Invocation& invocation, std::index_sequence<I...>) {
     checkParameters();
-    return {{readOne<std::decay_t<P>>(invocation, I)}...};
+    return {{readOne<Stored<P>>(invocation, I)}...};
   }
 
   template <typename T>
@@ -168,13 +196,15 @@ struct CallOf {
     checkParameters();
     constexpr bool hasKeeper = !std::is_same_v<MaybeKeeper, NoKeeper>;
     // A single argument is made where the callable wants it; of several the order would be open.
-    if constexpr (sizeof...(P) == 1 && !hasKeeper && !std::is_void_v<R>) {
+    if constexpr (sizeof...(P) == 1 && !hasKeeper && !readsInstances && !std::is_void_v<R>) {
       return giveResult(callable(readOne<std::decay_t<P>>(invocation, 0)...), invocation);
     } else {
       constexpr auto index = std::index_sequence_for<P...>();
       [[maybe_unused]] MaybeKeeper keeper;
+      [[maybe_unused]] MaybeUses uses;
       Arguments arguments = read(invocation, index);
       if constexpr (hasKeeper) keeper.end();
+      if constexpr (readsInstances) uses.close();
       if constexpr (std::is_void_v<R>) {
         call(callable, arguments, index);
         return nullptr;
@@ -186,10 +216,10 @@ struct CallOf {
 
  private:
   static constexpr void checkParameters() {
-    static_assert(
-        ((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>>)&&...),
-        "a parameter must be a value or a const reference: what a function writes to a "
-        "reference would not reach JavaScript; return it");
+    static_assert(((!std::is_lvalue_reference_v<P> || std::is_const_v<std::remove_reference_t<P>> ||
+                    isInstanceReference<P>)&&...),
+                  "a parameter must be a value or a const reference: what a function writes to a "
+                  "reference would not reach JavaScript; return it");
   }
 
   template <typename F, std::size_t... I>
@@ -201,7 +231,9 @@ struct CallOf {
   static ZaxValue* giveResult(Given&& result, Invocation& invocation) {
     invocation.position = Invocation::returning;
     constexpr ZaxColumn column = columnOf<Result>;
-    if constexpr (column == ZaxNumberColumn) {
+    if constexpr (isInstanceReference<R>) {
+      return to(&result).get();
+    } else if constexpr (column == ZaxNumberColumn) {
       backend->returnNumber(invocation.call, Value<Result>::toNumber(result));
       return nullptr;
     } else if constexpr (column == ZaxBooleanColumn) {

@@ -13,7 +13,8 @@ struct ModuleContents {
     std::string text;
     const Function* function = nullptr;      ///< owned by the environment
     std::string (*declaration)() = nullptr;  ///< of a value
-    std::unique_ptr<ModuleContents> group;
+    std::unique_ptr<ModuleContents> group = nullptr;
+    Type* type = nullptr;  ///< owned by the environment
   };
 
   const Entry* find(const std::string& name) const {
@@ -24,9 +25,24 @@ struct ModuleContents {
   }
 
   std::vector<Entry> entries;
+  Handle exports;  ///< while the body runs
 };
 
 namespace {
+
+/// Makes the classes and checks what the module has, once that is all there.
+void complete(const ModuleContents& contents) {
+  for (const auto& entry : contents.entries) {
+    if (entry.type) {
+      contents.exports.set(entry.name, checked(backend->getClass(entry.type)));
+      entry.type->checkTypes();
+    } else if (entry.function) {
+      checkTypes(*entry.function);
+    } else if (entry.group) {
+      complete(*entry.group);
+    }
+  }
+}
 
 /// The members of a group's type.
 std::string declareMembers(const ModuleContents& contents, const std::string& indentation) {
@@ -36,6 +52,8 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
     text += concat({documentation(entry.text, indentation), indentation});
     if (entry.function) {
       text += name + entry.function->declaration(indentation);
+    } else if (entry.type) {
+      text += concat({"readonly ", name, ": typeof ", declarable(entry.name)});
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
       text += concat({name, ": {\n", members, indentation, "}"});
@@ -50,6 +68,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
 /// What a name is declared as: `keyword` and its type.
 std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
   if (entry.function) return concat({"function ", name, entry.function->declaration("")});
+  if (entry.type) return concat({"class ", name, entry.type->declaration("")});
   if (entry.group)
     return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
   return concat({"const ", name, ": ", entry.declaration()});
@@ -59,10 +78,23 @@ std::string declareAs(const ModuleContents::Entry& entry, const std::string& nam
 std::string declareExport(const ModuleContents::Entry& entry) {
   const std::string head = documentation(entry.text, "");
   const std::string name = declarable(entry.name);
-  if (name == entry.name) return concat({head, "export ", declareAs(entry, name), ";\n\n"});
+  const std::string end = entry.type ? "\n" : ";\n";
+  if (name == entry.name) return concat({head, "export ", declareAs(entry, name), end, "\n"});
   const std::string exported = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
-  return concat({head, "declare ", declareAs(entry, name), ";\nexport { ", name, " as ", exported,
+  return concat({head, "declare ", declareAs(entry, name), end, "export { ", name, " as ", exported,
                  " };\n\n"});
+}
+
+/// The classes of a group, to which its members refer.
+std::string declareClasses(const ModuleContents& group) {
+  std::string text;
+  for (const auto& entry : group.entries) {
+    if (entry.group) text += declareClasses(*entry.group);
+    if (!entry.type) continue;
+    text += concat({documentation(entry.text, ""), "declare ",
+                    declareAs(entry, declarable(entry.name)), "\n\n"});
+  }
+  return text;
 }
 
 constexpr const char* errorDeclaration =
@@ -73,8 +105,13 @@ constexpr const char* errorDeclaration =
 std::string declare(const ModuleContents& contents) {
   const Declarations types;
   std::string exports;
-  for (const auto& entry : contents.entries) exports += declareExport(entry);
-  return concat({types.text(), exports, errorDeclaration});
+  for (const auto& entry : contents.entries) {
+    if (entry.group) exports += declareClasses(*entry.group);
+    exports += declareExport(entry);
+  }
+  const std::string text = concat({types.text(), exports, errorDeclaration});
+  const bool disposes = text.find("[Symbol.dispose]") != std::string::npos;
+  return concat({disposes ? "/// <reference lib=\"esnext.disposable\" />\n\n" : "", text});
 }
 
 constexpr const char* declarationsSymbol = "zaxbase.declarations";
@@ -91,24 +128,35 @@ void addDeclarations(Handle exports, const ModuleContents& contents) {
 
 }  // namespace
 
-void Module::define(const std::string& name, Handle value) {
+void Module::reserve(const std::string& name) const {
   if (contents_.find(name)) {
     throw ErrnoGenericException<EBADARG>(__("%(name)s is exported twice", "name", name),
                                          ZAX_DEBUG_INFO);
   }
+}
+
+void Module::define(const std::string& name, Handle value) {
+  reserve(name);
   exports_.set(name, value);
 }
 
 void Module::add(Function* function, void (*destroy)(void* function), Make make) {
   backend->own(function, destroy);
   define(function->jsName(), checked(make(function)));
-  contents_.entries.push_back({function->jsName(), function->text(), function, nullptr, nullptr});
+  contents_.entries.push_back({function->jsName(), function->text(), function});
+}
+
+Type& Module::addType(Type* type) {
+  reserve(type->name);
+  contents_.exports = exports_;
+  contents_.entries.push_back({type->name, type->text(), nullptr, nullptr, nullptr, type});
+  return *type;
 }
 
 void Module::addValue(const std::string& name, Handle value, std::string (*declaration)(),
                       const std::string& text) {
   define(name, value);
-  contents_.entries.push_back({name, text, nullptr, declaration, nullptr});
+  contents_.entries.push_back({name, text, nullptr, declaration});
 }
 
 Module Module::object(const std::string& name, const std::string& text) {
@@ -126,6 +174,7 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
     addDeclarations(Handle(exports), *contents);
     Module module(Handle(exports), *contents);
     body(module);
+    complete(*contents);
     return true;
   } catch (std::exception& e) {
     throwToScript(&e, "module", "");

@@ -9,6 +9,7 @@
 
 #include "zax-function.h"
 #include "zax-task.h"
+#include "zax-type.h"
 
 namespace zax {
 
@@ -58,6 +59,14 @@ class Module {
     this->value(name, std::string(value), text);
   }
 
+  /// Exports a class whose instances stand for objects of T; what it has is said on the result. An
+  /// object lives until its JavaScript object has been collected, or the environment ends, and
+  /// belongs to the thread of that environment.
+  template <typename T>
+  TypeBuilder<T> type(std::string_view name, std::string_view text = {}) {
+    return TypeBuilder<T>(addType(Type::make(name, text, typeid(T))));
+  }
+
   /// Exports an object with functions and values of its own; use it while the body runs.
   Module object(const std::string& name, const std::string& text = "");
 
@@ -80,6 +89,8 @@ class Module {
   void add(Function* function, void (*destroy)(void* function), Make make);
   void addValue(const std::string& name, Handle value, std::string (*declaration)(),
                 const std::string& text);
+  Type& addType(Type* type);
+  void reserve(const std::string& name) const;
   void define(const std::string& name, Handle value);
 
   Handle exports_;

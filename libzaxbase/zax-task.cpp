@@ -160,4 +160,12 @@ ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& opt
   return backend->startTask(call.release(), options.signal.get(), options.onProgress.get());
 }
 
+ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses& uses,
+                          bool exclusive) {
+  uses.close();
+  const std::vector<ZaxInstance*>& instances = uses.instances();
+  return backend->startTaskOf(call.release(), instances.data(), instances.size(), exclusive,
+                              options.signal.get(), options.onProgress.get());
+}
+
 }  // namespace zax

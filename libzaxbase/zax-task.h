@@ -182,6 +182,9 @@ class TaskCall : public ZaxTask {
 
   /// Hands the call over to the backend; returns the promise.
   static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options);
+  /// The same for one that uses instances; `exclusive`: not beside other tasks of theirs.
+  static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses& uses,
+                         bool exclusive);
 
  protected:
   explicit TaskCall(const Function& function);
@@ -288,46 +291,68 @@ struct TaskSignature<Types, std::index_sequence<I...>> {
   static std::string result() { return joinTypes("Promise<", {Call::signature.result}, "", ">"); }
 
   static constexpr std::string (*parameters[])() = {Call::parameters[I]..., options};
-  static constexpr Signature signature = {parameters, sizeof...(I) + 1, Call::signature.required,
-                                          result, true};
+  static constexpr Signature signature = {
+      parameters, sizeof...(I) + 1, Call::signature.required, result, Call::signature.usesInstances,
+      true};
 };
 
-/// A call of a task with its arguments and its result.
+/// A call of a task with its arguments and its result. `F` is how it keeps its callable: by
+/// reference, or by value where it is made for the call.
 template <typename F, typename R, typename... P>
 class TaskCallOf : public TaskCall {
   using Types = TaskTypes<R, P...>;
   using Call = typename Types::Call;
-  static_assert(std::is_invocable_v<const F&, P...>,
+  static_assert(std::is_invocable_v<const std::decay_t<F>&, P...>,
                 "calls of a task run at the same time, so its function object is called as const: "
                 "it cannot be a mutable lambda");
   static constexpr auto shown = std::make_index_sequence<std::size_t(Call::signature.count)>();
 
  public:
   /// Converts the arguments.
-  TaskCallOf(const F& callable, const Function& function, Invocation& invocation)
+  TaskCallOf(F callable, const Function& function, Invocation& invocation)
       : TaskCall(function), callable_(callable), arguments_(Call::read(invocation, shown)) {
     if constexpr (!std::is_same_v<typename Call::MaybeKeeper, NoKeeper>) keeper_.end();
     if constexpr (Types::cancellable) cancelled_ = std::make_shared<std::atomic<bool>>(false);
   }
 
   /// What `module.task` makes run at a call: starts a task.
-  static ZaxValue* run(const F& callable, const Function& function, Invocation& invocation) {
-    using Progress = typename Types::ProgressType;
-    auto call = std::make_unique<TaskCallOf>(callable, function, invocation);
-    const TaskOptions options =
-        readTaskOptions(invocation, Call::signature.count, Progress::exists);
-    if constexpr (Progress::exists) {
-      if (options.onProgress.get()) {
-        call->progress_ = std::make_shared<typename Progress::Channel>(call.get());
-      }
+  static ZaxValue* run(F callable, const Function& function, Invocation& invocation) {
+    if constexpr (Call::readsInstances) {
+      Uses uses(true);
+      return run(callable, function, invocation, uses, true);
+    } else {
+      TaskOptions options;
+      auto call = prepare(callable, function, invocation, options);
+      return start(std::move(call), options);
     }
-    return TaskCall::start(std::move(call), options);
+  }
+
+  /// The same for one that uses instances, to which those among its arguments are added.
+  static ZaxValue* run(F callable, const Function& function, Invocation& invocation, Uses& uses,
+                       bool exclusive) {
+    TaskOptions options;
+    auto call = prepare(callable, function, invocation, options);
+    return start(std::move(call), options, uses, exclusive);
   }
 
   static constexpr const Signature& signature =
       TaskSignature<Types, std::make_index_sequence<std::size_t(Call::signature.count)>>::signature;
 
  private:
+  /// Converts what the caller gives.
+  static std::unique_ptr<TaskCall> prepare(F callable, const Function& function,
+                                           Invocation& invocation, TaskOptions& options) {
+    using Progress = typename Types::ProgressType;
+    auto call = std::make_unique<TaskCallOf>(callable, function, invocation);
+    options = readTaskOptions(invocation, Call::signature.count, Progress::exists);
+    if constexpr (Progress::exists) {
+      if (options.onProgress.get()) {
+        call->progress_ = std::make_shared<typename Progress::Channel>(call.get());
+      }
+    }
+    return call;
+  }
+
   void work() override { call(std::index_sequence_for<P...>()); }
 
   template <std::size_t... I>
@@ -360,7 +385,7 @@ class TaskCallOf : public TaskCall {
     }
   }
 
-  const F& callable_;
+  F callable_;
   typename Call::MaybeKeeper keeper_;
   typename Call::Arguments arguments_;
   std::conditional_t<std::is_void_v<R>, std::monostate, std::optional<typename Types::Result>>
@@ -371,7 +396,7 @@ class TaskCallOf : public TaskCall {
 template <typename F>
 struct TaskOf {
   template <typename R, typename... P>
-  using CallWith = TaskCallOf<F, R, P...>;
+  using CallWith = TaskCallOf<const F&, R, P...>;
   using Call = typename CallableOf<F>::template Rebind<CallWith>;
 };
 

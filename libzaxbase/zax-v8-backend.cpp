@@ -284,9 +284,8 @@ void returnBoolean(ZaxCall* call, bool result) {
 }
 
 /// Lets a function's native side run, which returns the result or null.
-ZaxValue* enter(const Info& info) {
+ZaxValue* enter(const Info& info, const ZaxFunction* function) {
   constexpr int usual = 8;
-  const auto* function = static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
   const int count = std::min(info.Length(), function->parameters);
   ZaxValue* few[usual];
   ZaxValue** arguments = count <= usual ? few : new ZaxValue*[count];
@@ -297,16 +296,18 @@ ZaxValue* enter(const Info& info) {
   return result;
 }
 
-/// What V8 calls for every function of the plain road.
-void onCall(const Info& info) {
-  ZaxValue* result = enter(info);
-  if (result) info.GetReturnValue().Set(toLocal(result));
+const ZaxFunction* functionOf(const Info& info) {
+  return static_cast<const ZaxFunction*>(unwrapPointer(info.Data()));
 }
+
+/// What V8 calls for every function of the plain road.
+void onCall(const Info& info) { callNative(info, functionOf(info)); }
 
 /// What V8 calls for every task: whatever fails rejects the promise.
 void onTaskCall(const Info& info) {
   ZaxValue* promise = nullptr;
-  const v8::Local<v8::Value> thrown = thrownBy(info.GetIsolate(), [&] { promise = enter(info); });
+  const v8::Local<v8::Value> thrown =
+      thrownBy(info.GetIsolate(), [&] { promise = enter(info, functionOf(info)); });
   v8::Local<v8::Promise::Resolver> resolver;
   if (promise) {
     info.GetReturnValue().Set(toLocal(promise));
@@ -334,14 +335,70 @@ ZaxValue* makeTaskFunction(const ZaxFunction* function) {
 
 // Tasks.
 
+ZaxValue* startTaskOf(ZaxTask* task, ZaxInstance* const* instances, std::size_t count,
+                      bool exclusive, ZaxValue* signal, ZaxValue* onProgress) {
+  return slotOf(Environment::current()->tasks().start(task, {instances, count, exclusive},
+                                                      toLocal(signal), toLocal(onProgress)));
+}
+
 ZaxValue* startTask(ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress) {
-  return slotOf(Environment::current()->tasks().start(task, toLocal(signal), toLocal(onProgress)));
+  return startTaskOf(task, nullptr, 0, false, signal, onProgress);
 }
 
 void wakeTask(ZaxTask* task) {
   auto* job = static_cast<TaskJob*>(task->job);
   job->tasks().wake(*job);
 }
+
+// Types.
+
+Instances& instances() { return Environment::current()->instances(); }
+
+void makeType(ZaxType* type) { instances().makeClass(type); }
+
+v8::Local<v8::FunctionTemplate> memberTemplate(const ZaxFunction* function, bool isTask,
+                                               const char* prefix = "") {
+  if (!function) return {};
+  const std::string name = std::string(prefix) + function->name;
+  const auto made = v8::FunctionTemplate::New(
+      currentIsolate(), isTask ? onTaskCall : onCall, wrapPointer(currentIsolate(), function),
+      v8::Local<v8::Signature>(), function->length, v8::ConstructorBehavior::kThrow);
+  made->SetClassName(as<v8::String>(makeString(name.data(), name.size())));
+  return made;
+}
+
+bool addMember(ZaxType* type, ZaxMemberKind kind, const ZaxFunction* function,
+               const ZaxFunction* setter) {
+  const v8::HandleScope scope(currentIsolate());
+  const bool isTask = kind == ZaxTaskMethod;
+  const auto made = memberTemplate(function, isTask, kind == ZaxAccessor ? "get " : "");
+  return instances().addMember(type, function->name, made, kind,
+                               memberTemplate(setter, false, "set "));
+}
+
+ZaxValue* getClass(ZaxType* type) { return slotOf(instances().getClass(type)); }
+const ZaxType* findType(const void* key) { return instances().find(key); }
+
+ZaxInstance* getInstance(ZaxValue* value, const ZaxType* type) {
+  return Instances::get(currentIsolate(), toLocal(value), type);
+}
+
+ZaxInstance* getReceiver(ZaxCall* call, const ZaxType* type) {
+  const Info& info = *reinterpret_cast<const Info*>(call);
+  return Instances::get(info.GetIsolate(), info.This(), type);
+}
+
+void attachInstance(ZaxCall* call, ZaxInstance* instance) {
+  instances().attach(reinterpret_cast<const Info*>(call)->This(), instance);
+}
+
+ZaxValue* wrapInstance(ZaxInstance* instance) { return slotOf(instances().wrap(instance)); }
+
+ZaxValue* findInstance(const void* identity, const ZaxType* type) {
+  return toSlot(instances().find(identity, type));
+}
+
+void endUse(ZaxInstance* instance) { instances().endUse(instance); }
 
 // References and errors.
 
@@ -418,6 +475,11 @@ bool hideProperty(ZaxValue* object, const char* symbol, ZaxValue* value) {
 
 }  // namespace
 
+void callNative(const Info& info, const ZaxFunction* function) {
+  ZaxValue* result = enter(info, function);
+  if (result) info.GetReturnValue().Set(toLocal(result));
+}
+
 const ZaxBackend backendTable = {
     ZAX_BACKEND_MAJOR,
     sizeof(ZaxBackend),
@@ -481,6 +543,17 @@ const ZaxBackend backendTable = {
     makeTaskFunction,
     startTask,
     wakeTask,
+    makeType,
+    addMember,
+    getClass,
+    findType,
+    getInstance,
+    getReceiver,
+    attachInstance,
+    wrapInstance,
+    findInstance,
+    endUse,
+    startTaskOf,
 };
 
 }  // namespace zax

@@ -27,6 +27,9 @@ inline ZaxValue* toSlot(v8::Local<v8::Value> local) {
   return value;
 }
 
+/// Lets the native side of a function handle a call of a JavaScript function.
+void callNative(const v8::FunctionCallbackInfo<v8::Value>& info, const ZaxFunction* function);
+
 inline v8::Isolate* currentIsolate() { return v8::Isolate::GetCurrent(); }
 
 }  // namespace zax

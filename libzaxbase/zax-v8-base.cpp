@@ -105,6 +105,10 @@ void v8ToStd(std::string& out, const v8::Local<v8::String>& value) {
   out = bytes.get();
 }
 
+v8::Local<v8::String> internalized(v8::Isolate* isolate, const char* text) {
+  return v8::String::NewFromUtf8(isolate, text, v8::NewStringType::kInternalized).ToLocalChecked();
+}
+
 v8::Local<v8::Value> wrapPointer(v8::Isolate* isolate, const void* pointer) {
 #if V8_MAJOR_VERSION >= 14
   return v8::External::New(isolate, const_cast<void*>(pointer), v8::kExternalPointerTypeTagDefault);
@@ -126,6 +130,15 @@ v8::Local<v8::Value> prototypeOf(v8::Local<v8::Object> object) {
   return object->GetPrototypeV2();
 #else
   return object->GetPrototype();
+#endif
+}
+
+v8::Maybe<bool> setPrototypeOf(v8::Local<v8::Object> object, v8::Local<v8::Value> prototype) {
+  const v8::Local<v8::Context> context = v8::Isolate::GetCurrent()->GetCurrentContext();
+#if V8_MAJOR_VERSION >= 13
+  return object->SetPrototypeV2(context, prototype);
+#else
+  return object->SetPrototype(context, prototype);
 #endif
 }
 

@@ -20,12 +20,16 @@ std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, c
 /// of that length. JavaScript thread only.
 v8::MaybeLocal<v8::String> newString(v8::Isolate* isolate, const char* utf8, std::size_t size);
 
+/// A string that is the same one wherever it is made, as the names of properties are.
+v8::Local<v8::String> internalized(v8::Isolate* isolate, const char* text);
+
 /// A JavaScript value that holds a native pointer, and the pointer. JavaScript thread only.
 v8::Local<v8::Value> wrapPointer(v8::Isolate* isolate, const void* pointer);
 void* unwrapPointer(v8::Local<v8::Value> wrapped);
 
 /// The prototype of a JavaScript object. JavaScript thread only.
 v8::Local<v8::Value> prototypeOf(v8::Local<v8::Object> object);
+v8::Maybe<bool> setPrototypeOf(v8::Local<v8::Object> object, v8::Local<v8::Value> prototype);
 
 }  // namespace zax
 

@@ -21,10 +21,6 @@ v8::Local<v8::String> toV8(v8::Isolate* isolate, const char* utf8) {
   return newString(isolate, utf8, strnlen(utf8, longest)).ToLocalChecked();
 }
 
-v8::Local<v8::String> internalized(v8::Isolate* isolate, const char* text) {
-  return v8::String::NewFromUtf8(isolate, text, v8::NewStringType::kInternalized).ToLocalChecked();
-}
-
 /// An object that has captured the stack of the script that runs.
 v8::Local<v8::Object> newError(v8::Isolate* isolate) {
   return v8::Exception::Error(v8::String::Empty(isolate)).As<v8::Object>();
@@ -114,7 +110,10 @@ v8::MaybeLocal<v8::Value> runScript(v8::Local<v8::Context> context, const char* 
 }
 
 Environment::Environment(EventLoop& loop, v8::Local<v8::Context> context)
-    : loop_(loop), isolate_(loop.isolate()), references_(std::make_shared<References>()) {
+    : loop_(loop),
+      isolate_(loop.isolate()),
+      instances_(loop),
+      references_(std::make_shared<References>()) {
   v8::Local<v8::Value> ofErrors;
   v8::Local<v8::Value> maker;
   v8::Local<v8::Value> makeError;

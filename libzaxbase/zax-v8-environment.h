@@ -17,6 +17,7 @@
 #include "zax-v8-loop.h"
 #include "zax-v8-reference.h"
 #include "zax-v8-task.h"
+#include "zax-v8-type.h"
 
 namespace zax {
 
@@ -76,6 +77,7 @@ class Environment : public NonCopyable {
   };
 
   Tasks& tasks();
+  Instances& instances() { return instances_; }
 
   References& references() const { return *references_; }
   BulkMemory& bulk() { return bulk_; }
@@ -101,6 +103,7 @@ class Environment : public NonCopyable {
   v8::Global<v8::Object> errorConstructor_;
   v8::Global<v8::String> stackTraceLimit_;
   const v8::Local<v8::Object>* trace_ = nullptr;  ///< for errors; null: the stack of the moment
+  Instances instances_;
   std::unique_ptr<Tasks> tasks_;
   v8::Global<v8::Value> thrown_;
   std::shared_ptr<References> references_;

@@ -49,11 +49,16 @@ EventLoop::~EventLoop() {
   if (isMain()) mainOver_ = true;
 }
 
-void EventLoop::queue(PoolWork& work) {
+void EventLoop::hold(PoolWork& work) {
   work.next_ = first_;
   if (first_) first_->previous_ = &work;
   first_ = &work;
   ++unfinished_;
+  work.isHeld_ = true;
+}
+
+void EventLoop::start(PoolWork& work) {
+  if (!std::exchange(work.isHeld_, false)) return;
   if (queue_.give(&work)) return;
   if (queue_.push(&work, &work.number_)) bringThread();
 }
@@ -70,8 +75,10 @@ void EventLoop::bringThread() {
 }
 
 bool EventLoop::takeBack(PoolWork& work) {
-  if (work.number_ == 0 || !queue_.remove(work.number_)) return false;
-  work.number_ = 0;
+  if (!std::exchange(work.isHeld_, false)) {
+    if (work.number_ == 0 || !queue_.remove(work.number_)) return false;
+    work.number_ = 0;
+  }
   sendHome(work);
   return true;
 }

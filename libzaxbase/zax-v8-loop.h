@@ -42,6 +42,7 @@ class PoolWork : public NonCopyable {
   virtual void cancel() = 0;
 
   PoolQueue::Number number_ = 0;  ///< in the queue; 0 where a thread was given it
+  bool isHeld_ = false;           ///< whether it waits to be started
   std::atomic<State> state_{State::queued};
   PoolWork* previous_ = nullptr;  // among the loop's
   PoolWork* next_ = nullptr;
@@ -78,10 +79,19 @@ class EventLoop : public NonCopyable {
   bool isEnding() const { return ending_; }
 
   /// Queues work; the loop lives until it has finished. Ends the process when libuv refuses.
-  void queue(PoolWork& work);
+  void queue(PoolWork& work) {
+    hold(work);
+    start(work);
+  }
 
-  /// Takes back work that no thread has taken up; it finishes in the next turn of the loop. False
-  /// where it is running or has run.
+  /// The first half of that: keeps work that is to be started later, by somebody who lives as long
+  /// as other work does.
+  void hold(PoolWork& work);
+  /// The other half; does nothing where the work has been taken back meanwhile.
+  void start(PoolWork& work);
+
+  /// Takes back work that is held or that no thread has taken up; it finishes in the next turn of
+  /// the loop. False where it is running or has run.
   bool takeBack(PoolWork& work);
 
   /// Calls destroy(object) at the end, the last first.

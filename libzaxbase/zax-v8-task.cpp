@@ -152,7 +152,8 @@ Tasks::~Tasks() {
   for (TaskJob* job : over_) delete job;
 }
 
-v8::MaybeLocal<v8::Promise> Tasks::start(ZaxTask* task, v8::Local<v8::Value> signal,
+v8::MaybeLocal<v8::Promise> Tasks::start(ZaxTask* task, const TaskTakes& takes,
+                                         v8::Local<v8::Value> signal,
                                          v8::Local<v8::Value> onProgress) {
   const v8::Local<v8::Context> context = isolate_->GetCurrentContext();
   v8::Local<v8::Promise::Resolver> resolver;
@@ -172,9 +173,20 @@ v8::MaybeLocal<v8::Promise> Tasks::start(ZaxTask* task, v8::Local<v8::Value> sig
     delete job;
   } else {
     captureStack(*job);
-    environment_.loop().queue(*job);
+    queue(*job, takes);
   }
   return resolver->GetPromise();
+}
+
+void Tasks::queue(TaskJob& job, const TaskTakes& takes) {
+  EventLoop& loop = environment_.loop();
+  loop.hold(job);
+  if (takes.count > 0) {
+    job.instances_ = std::make_unique<TaskInstances>(environment_.instances(), job);
+    job.instances_->take(takes.instances, takes.count, takes.exclusive);
+    if (job.instances_->isWaiting()) return;
+  }
+  loop.start(job);
 }
 
 void Tasks::captureStack(TaskJob& job) {

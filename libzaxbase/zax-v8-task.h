@@ -6,15 +6,24 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "zax-backend.h"
 #include "zax-v8-loop.h"
+#include "zax-v8-type.h"
 
 namespace zax {
 
 class Environment;
 class Tasks;
+
+/// The instances that a task uses.
+struct TaskTakes {
+  ZaxInstance* const* instances;
+  std::size_t count;
+  bool exclusive;
+};
 
 /// A task on its way: V8's side of a ZaxTask, which it owns. JavaScript thread only, but for what
 /// says otherwise.
@@ -52,6 +61,7 @@ class TaskJob : public PoolWork {
   v8::Global<v8::Object> signal_;     ///< empty without one
   v8::Global<v8::Value> listening_;   ///< under which the signal's listener knows this
   v8::Global<v8::Function> deliver_;  ///< hands an array of progress values out; empty without
+  std::unique_ptr<TaskInstances> instances_;  ///< null where it uses none
   std::atomic<bool> isAwake_{false};
   TaskJob* nextAwake_ = nullptr;
 };
@@ -65,8 +75,8 @@ class Tasks : public NonCopyable {
   ~Tasks();
 
   /// Starts a task and owns it from then on: its promise; empty where script threw.
-  v8::MaybeLocal<v8::Promise> start(ZaxTask* task, v8::Local<v8::Value> signal,
-                                    v8::Local<v8::Value> onProgress);
+  v8::MaybeLocal<v8::Promise> start(ZaxTask* task, const TaskTakes& takes,
+                                    v8::Local<v8::Value> signal, v8::Local<v8::Value> onProgress);
 
   /// Any thread.
   void wake(TaskJob& job);
@@ -82,6 +92,7 @@ class Tasks : public NonCopyable {
   bool listen(TaskJob& job, v8::Local<v8::Object> signal, bool* aborted);
   bool bindProgress(TaskJob& job, v8::Local<v8::Value> onProgress);
   void captureStack(TaskJob& job);
+  void queue(TaskJob& job, const TaskTakes& takes);
   void settleLater(TaskJob& job);
   void collectAwake();
   void forget(TaskJob& job);

@@ -30,7 +30,28 @@ namespace zax {
 /// and `static std::string declaration()`, its type in TypeScript. The second parameter is for
 /// specialisations that take many types by a condition.
 template <typename T, typename = void>
-struct Value {};
+struct Value;
+
+/// Whether a type begins in one of the namespaces that have no classes of authors.
+template <typename T>
+constexpr bool isOfLibrary() {
+  constexpr std::string_view name = __PRETTY_FUNCTION__;
+  return name.find("T = std::") != name.npos || name.find("T = zax::") != name.npos;
+}
+
+/// Whether a type that has no Value of its own may be one by `module.type<T>`: a class with
+/// constructors or private members. For one without, which could as well be meant for ZAX_FIELDS,
+/// say it: `template <> inline constexpr bool zax::isType<Point> = true;`.
+template <typename T>
+inline constexpr bool isType = std::is_class_v<T> && !std::is_aggregate_v<T> && !isOfLibrary<T>();
+
+struct NoValue {};
+/// In zax-instance.h.
+template <typename T>
+struct InstanceValue;
+
+template <typename T, typename>
+struct Value : std::conditional_t<isType<T>, InstanceValue<T>, NoValue> {};
 
 /// `void` where all the types exist. Of std::void_t clang 14 thinks that it is the same whatever
 /// its types are, so that two specialisations by it would be one.

@@ -11,8 +11,10 @@
 #include "zax-fields.h"
 #include "zax-function.h"
 #include "zax-handle.h"
+#include "zax-instance.h"
 #include "zax-module.h"
 #include "zax-task.h"
+#include "zax-type.h"
 #include "zax-value.h"
 
 #endif

@@ -10,3 +10,4 @@
 #include "zax-v8-reference.cpp"
 #include "zax-v8-registration.cpp"
 #include "zax-v8-task.cpp"
+#include "zax-v8-type.cpp"

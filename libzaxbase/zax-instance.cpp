@@ -1,0 +1,133 @@
+#include "zax-instance.h"
+
+#include "zax-base.h"
+#include "zax-block-cache.h"
+#include "zax-debug.h"
+#include "zax-declaration.h"
+
+namespace zax {
+
+thread_local Uses* Uses::current = nullptr;
+
+namespace {
+
+thread_local BlockCache instanceMemory;
+
+/// The name of a type's class, or of itself where it has none.
+std::string nameOfType(const std::type_info& type) {
+  const ZaxType* known = backend->findType(&type);
+  if (known) return known->name;
+  std::string name;
+  cxxDemangle(name, type.name());
+  return name;
+}
+
+/// Throws where the module has no such type.
+const ZaxType* typeOf(const std::type_info& type) {
+  const ZaxType* known = backend->findType(&type);
+  if (!known) {
+    throw ConversionError(Errno(EINVAL), concat({"the module has no type ", nameOfType(type),
+                                                 ": give it one with module.type"}));
+  }
+  return known;
+}
+
+bool extends(const ZaxType* type, const ZaxType* base) {
+  while (type && type != base) type = type->base;
+  return type;
+}
+
+}  // namespace
+
+Instance::Instance(std::shared_ptr<void> shared, const ZaxType* type, void* object,
+                   const void* identity)
+    : ZaxInstance(), owner(std::move(shared)) {
+  ZaxInstance::type = type;
+  ZaxInstance::object = object;
+  ZaxInstance::identity = identity;
+  ZaxInstance::destroy = [](ZaxInstance* self) { delete static_cast<Instance*>(self); };
+}
+
+void* Instance::operator new(std::size_t size) { return instanceMemory.allocate(size); }
+
+void Instance::operator delete(void* memory, std::size_t size) noexcept {
+  instanceMemory.release(memory, size);
+}
+
+namespace {
+
+std::string problemOf(const ZaxInstance& instance) {
+  if (instance.disposed) return concat({"the ", instance.type->name, " has been disposed of"});
+  if (instance.claims == 0) return concat({"the ", instance.type->name, " is being used"});
+  return concat({"a task of the ", instance.type->name, " has not settled yet"});
+}
+
+}  // namespace
+
+UnusableInstance::UnusableInstance(const ZaxInstance& instance)
+    : ConversionError(Errno(EBUSY), problemOf(instance)) {
+  if (instance.disposed) code_ = ErrorCode("EDISPOSED");
+}
+
+void refuseInstance(const ZaxInstance& instance) { throw UnusableInstance(instance); }
+
+void Uses::note(ZaxInstance& instance) {
+  const bool mayBeBusy = current && current->ofTask_;
+  if (instance.disposed || (instance.claims > 0 && !mayBeBusy)) refuseInstance(instance);
+  if (!current) return;
+  current->instances_.push_back(&instance);
+  beginUse(instance);
+}
+
+namespace {
+
+ZaxInstance& instanceIn(Handle value, const ZaxType* type) {
+  ZaxInstance* instance = backend->getInstance(value.get(), type);
+  if (!instance) throw BadArgument(concat({"instance of ", type->name}), value);
+  Uses::note(*instance);
+  return *instance;
+}
+
+}  // namespace
+
+void* readInstance(Handle value, const std::type_info& info) {
+  const ZaxType* type = typeOf(info);
+  return objectAs(instanceIn(value, type), type);
+}
+
+std::shared_ptr<void> shareInstance(Handle value, const std::type_info& info) {
+  const ZaxType* type = typeOf(info);
+  const auto& instance = static_cast<const Instance&>(instanceIn(value, type));
+  return {instance.owner, objectAs(instance, type)};
+}
+
+Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner) {
+  const ZaxType* type = typeOf(outgoing.type);
+  if (ZaxValue* known = backend->findInstance(outgoing.whole, type)) return Handle(known);
+  void* object = outgoing.object;
+  const ZaxType* whole = backend->findType(&outgoing.wholeType);
+  if (whole && whole != type && extends(whole, type)) {
+    type = whole;
+    object = outgoing.whole;
+  }
+  return checked(
+      backend->wrapInstance(new Instance(std::move(owner), type, object, outgoing.whole)));
+}
+
+Handle writeKnown(const Outgoing& outgoing) {
+  ZaxValue* known = backend->findInstance(outgoing.whole, typeOf(outgoing.type));
+  if (known) return Handle(known);
+  throw ConversionError(Errno(EINVAL), concat({"a ", nameOfType(outgoing.type),
+                                               " that no JavaScript object stands for: return a "
+                                               "std::shared_ptr, a std::unique_ptr or a value"}));
+}
+
+void refuseNull(const std::type_info& type) {
+  throw ConversionError(Errno(EINVAL),
+                        concat({"null is no ", nameOfType(type),
+                                ": return a std::optional where there may be none"}));
+}
+
+std::string declareInstance(const std::type_info& type) { return declarable(typeOf(type)->name); }
+
+}  // namespace zax

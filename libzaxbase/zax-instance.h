@@ -1,0 +1,227 @@
+#ifndef ZAX_INSTANCE_H
+#define ZAX_INSTANCE_H
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "zax-container.h"
+
+// Objects of C++ classes as values: what `module.type<T>` has made a JavaScript class. The loops
+// and errors are compiled once, in zax-instance.cpp. JavaScript thread only.
+
+namespace zax {
+
+/// An object that a JavaScript object stands for, with its share in it.
+struct Instance : ZaxInstance {
+  /// An object of a type, which is of `type` itself.
+  Instance(std::shared_ptr<void> shared, const ZaxType* type, void* object, const void* identity);
+
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory, std::size_t size) noexcept;
+
+  std::shared_ptr<void> owner;
+};
+
+/// An instance that cannot be used now. Codes: "EDISPOSED", and "EBUSY" while a task has it to
+/// itself, or for what would dispose of it while it is used.
+class UnusableInstance : public ConversionError {
+ public:
+  explicit UnusableInstance(const ZaxInstance& instance);
+};
+
+/// Throws UnusableInstance.
+[[noreturn]] void refuseInstance(const ZaxInstance& instance);
+
+/// The object of an instance as one of `type`, which it is or extends.
+inline void* objectAs(const ZaxInstance& instance, const ZaxType* type) {
+  void* object = instance.object;
+  for (const ZaxType* is = instance.type; is != type; is = is->base) object = is->toBase(object);
+  return object;
+}
+
+inline void beginUse(ZaxInstance& instance) { ++instance.uses; }
+inline void endUse(ZaxInstance& instance) {
+  if (--instance.uses > 0) return;
+  if (instance.claims > 0 || instance.collected || instance.type->externalBytes) {
+    backend->endUse(&instance);
+  }
+}
+
+/// The receiver of a method while it runs: no task has it meanwhile, and it is not disposed of.
+class Use {
+ public:
+  explicit Use(ZaxInstance& instance) : instance_(instance) { beginUse(instance); }
+  ~Use() { endUse(instance_); }
+  Use(const Use&) = delete;
+  Use& operator=(const Use&) = delete;
+
+ private:
+  ZaxInstance& instance_;
+};
+
+/// Collects the instances among the arguments of a call, so that they live and are not disposed of
+/// until its end. Those of a task may be busy: it comes after.
+class Uses {
+ public:
+  explicit Uses(bool ofTask = false) : ofTask_(ofTask), outer_(current) { current = this; }
+  ~Uses() {
+    close();
+    for (ZaxInstance* instance : instances_) endUse(*instance);
+  }
+  Uses(const Uses&) = delete;
+  Uses& operator=(const Uses&) = delete;
+
+  /// Checks an instance and adds it to the innermost Uses, if there is one. Throws
+  /// UnusableInstance.
+  static void note(ZaxInstance& instance);
+
+  /// All have been read.
+  void close() {
+    if (current == this) current = outer_;
+  }
+
+  const std::vector<ZaxInstance*>& instances() const { return instances_; }
+
+ private:
+  static thread_local Uses* current;
+
+  const bool ofTask_;
+  Uses* outer_;
+  std::vector<ZaxInstance*> instances_;
+};
+
+/// The object of the type that a value is an instance of. Throws BadArgument and UnusableInstance.
+void* readInstance(Handle value, const std::type_info& type);
+/// The same with a share in it.
+std::shared_ptr<void> shareInstance(Handle value, const std::type_info& type);
+
+/// An object on its way to JavaScript.
+struct Outgoing {
+  const std::type_info& type;  ///< as which the author gives it
+  void* object;                ///< as that type
+  const std::type_info& wholeType;
+  void* whole;  ///< the object that this one is a part of, or itself
+};
+
+/// The JavaScript object for one that C++ holds too: the one that it has, or a new one.
+Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner);
+/// The JavaScript object that it has. Throws ConversionError "EINVAL" where it has none.
+Handle writeKnown(const Outgoing& outgoing);
+[[noreturn]] void refuseNull(const std::type_info& type);
+
+/// The class's name in declarations. Throws ConversionError "EINVAL" where the module has none.
+std::string declareInstance(const std::type_info& type);
+
+template <typename T>
+Outgoing outgoing(const T& object) {
+  auto* address = const_cast<T*>(&object);
+  if constexpr (std::is_polymorphic_v<T>) {
+    return {typeid(T), address, typeid(object), dynamic_cast<void*>(address)};
+  } else {
+    return {typeid(T), address, typeid(T), address};
+  }
+}
+
+/// A T by itself: a copy or a new instance. (As `T&` it is an InstanceArgument.)
+template <typename T>
+struct InstanceValue {
+  static constexpr bool isInstance = true;
+  static constexpr unsigned kinds = 1U << ZaxObject;
+
+  template <typename Copied = T>
+  static std::enable_if_t<std::is_copy_constructible_v<Copied>, Copied> from(Handle value) {
+    return *static_cast<const T*>(readInstance(value, typeid(T)));
+  }
+  template <typename Given, typename Made = decltype(std::make_shared<T>(std::declval<Given>()))>
+  static Handle to(Given&& value) {
+    const Made made = std::make_shared<T>(std::forward<Given>(value));
+    return writeShared(outgoing(*made), made);
+  }
+  static std::string declaration() { return declareInstance(typeid(T)); }
+};
+
+/// A parameter `T&` or `const T&`.
+template <typename T>
+struct InstanceArgument {
+  operator T&() const { return *object; }  // NOLINT(google-explicit-constructor)
+
+  T* object;
+};
+
+template <typename T>
+struct Value<InstanceArgument<T>> : InstanceValue<std::remove_const_t<T>> {
+  static InstanceArgument<T> from(Handle value) {
+    return {static_cast<T*>(readInstance(value, typeid(T)))};
+  }
+};
+
+template <typename T>
+struct Value<T*, std::enable_if_t<isType<std::remove_const_t<T>>>> {
+  static constexpr bool isInstance = true;
+  static constexpr unsigned kinds = 1U << ZaxObject | 1U << ZaxNull;
+
+  static T* from(Handle value) {
+    return value.isNull() ? nullptr : static_cast<T*>(readInstance(value, typeid(T)));
+  }
+  static Handle to(T* object) { return object ? writeKnown(outgoing(*object)) : Handle::null(); }
+  static std::string declaration() { return declareInstance(typeid(T)) + " | null"; }
+};
+
+template <typename T>
+struct Value<std::shared_ptr<T>, std::enable_if_t<isType<std::remove_const_t<T>>>>
+    : InstanceValue<std::remove_const_t<T>> {
+  static std::shared_ptr<T> from(Handle value) {
+    return std::static_pointer_cast<T>(shareInstance(value, typeid(T)));
+  }
+  static Handle to(std::shared_ptr<T> object) {
+    if (!object) refuseNull(typeid(T));
+    const Outgoing out = outgoing(*object);
+    return writeShared(out, std::const_pointer_cast<std::remove_const_t<T>>(std::move(object)));
+  }
+};
+
+template <typename T, typename Deleter>
+struct Value<std::unique_ptr<T, Deleter>, std::enable_if_t<isType<std::remove_const_t<T>>>> {
+  static constexpr bool isInstance = true;
+
+  static Handle to(std::unique_ptr<T, Deleter> object) {
+    return Value<std::shared_ptr<T>>::to(std::shared_ptr<T>(std::move(object)));
+  }
+  static std::string declaration() { return declareInstance(typeid(T)); }
+};
+
+template <typename T, typename = void>
+inline constexpr bool isInstance = false;
+template <typename T>
+inline constexpr bool isInstance<T, std::enable_if_t<Value<T>::isInstance>> = true;
+
+/// Whether a parameter is a reference to an object of a type.
+template <typename P>
+inline constexpr bool isInstanceReference =
+    std::is_lvalue_reference_v<P>&& std::is_class_v<std::decay_t<P>>&&
+        std::is_base_of_v<InstanceValue<std::decay_t<P>>, Value<std::decay_t<P>>>;
+
+/// What an argument is kept as for a parameter P.
+template <typename P>
+using Stored = std::conditional_t<isInstanceReference<P>,
+                                  InstanceArgument<std::remove_reference_t<P>>, std::decay_t<P>>;
+
+/// Whether instances can be in a value.
+template <typename T>
+inline constexpr bool usesInstances = isInstance<T> || isStruct<T>;
+template <template <typename...> class Outer, typename... Inner>
+inline constexpr bool usesInstances<Outer<Inner...>> = isInstance<Outer<Inner...>> ||
+                                                       isStruct<Outer<Inner...>> ||
+                                                       (usesInstances<Inner> || ...);
+template <typename T, std::size_t N>
+inline constexpr bool usesInstances<std::array<T, N>> = usesInstances<T>;
+
+}  // namespace zax
+
+#endif
