@@ -122,13 +122,14 @@ struct ZaxInstance {
   void* object;
   const void* identity;  ///< tells the object from others: that of the whole, not of a base
   const struct ZaxType* type;
-  /// The last call, once: the JavaScript object has gone and nothing uses this any more.
+  /// The last call, once: the JavaScript object has gone, maybe the type too, and nothing uses
+  /// this.
   void (*destroy)(struct ZaxInstance* self);
   unsigned uses;    ///< how many synchronous calls use it
   unsigned claims;  ///< how many tasks have it to themselves, or wait for that
   bool disposed;
   bool collected;   ///< the backend's: the JavaScript object has gone
-  void* memory[7];  ///< the backend's; begins as zeros
+  void* memory[5];  ///< the backend's; begins uninitialised
 };
 
 /// The members of a struct: constants of static lifetime.

@@ -1,7 +1,6 @@
 #include "zax-instance.h"
 
 #include "zax-base.h"
-#include "zax-block-cache.h"
 #include "zax-debug.h"
 #include "zax-declaration.h"
 
@@ -10,8 +9,6 @@ namespace zax {
 thread_local Uses* Uses::current = nullptr;
 
 namespace {
-
-thread_local BlockCache instanceMemory;
 
 /// The name of a type's class, or of itself where it has none.
 std::string nameOfType(const std::type_info& type) {
@@ -22,37 +19,12 @@ std::string nameOfType(const std::type_info& type) {
   return name;
 }
 
-/// Throws where the module has no such type.
-const ZaxType* typeOf(const std::type_info& type) {
-  const ZaxType* known = backend->findType(&type);
-  if (!known) {
-    throw ConversionError(Errno(EINVAL), concat({"the module has no type ", nameOfType(type),
-                                                 ": give it one with module.type"}));
-  }
-  return known;
-}
-
 bool extends(const ZaxType* type, const ZaxType* base) {
   while (type && type != base) type = type->base;
   return type;
 }
 
 }  // namespace
-
-Instance::Instance(std::shared_ptr<void> shared, const ZaxType* type, void* object,
-                   const void* identity)
-    : ZaxInstance(), owner(std::move(shared)) {
-  ZaxInstance::type = type;
-  ZaxInstance::object = object;
-  ZaxInstance::identity = identity;
-  ZaxInstance::destroy = [](ZaxInstance* self) { delete static_cast<Instance*>(self); };
-}
-
-void* Instance::operator new(std::size_t size) { return instanceMemory.allocate(size); }
-
-void Instance::operator delete(void* memory, std::size_t size) noexcept {
-  instanceMemory.release(memory, size);
-}
 
 namespace {
 
@@ -67,6 +39,23 @@ std::string problemOf(const ZaxInstance& instance) {
 UnusableInstance::UnusableInstance(const ZaxInstance& instance)
     : ConversionError(Errno(EBUSY), problemOf(instance)) {
   if (instance.disposed) code_ = ErrorCode("EDISPOSED");
+}
+
+const ZaxType* typeOf(const std::type_info& type) {
+  const ZaxType* known = backend->findType(&type);
+  if (!known) {
+    throw ConversionError(Errno(EINVAL), concat({"the module has no type ", nameOfType(type),
+                                                 ": give it one with module.type"}));
+  }
+  return known;
+}
+
+Instance* Instance::make(std::shared_ptr<void> shared, const ZaxType* type, void* object,
+                         const void* identity) {
+  const auto destroy = [](ZaxInstance* self) { delete static_cast<Instance*>(self); };
+  auto* instance = new Instance(type, object, identity, destroy);
+  instance->owner = std::move(shared);
+  return instance;
 }
 
 void refuseInstance(const ZaxInstance& instance) { throw UnusableInstance(instance); }
@@ -101,6 +90,8 @@ std::shared_ptr<void> shareInstance(Handle value, const std::type_info& info) {
   return {instance.owner, objectAs(instance, type)};
 }
 
+Handle writeNew(Instance* instance) { return checked(backend->wrapInstance(instance)); }
+
 Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner) {
   const ZaxType* type = typeOf(outgoing.type);
   if (ZaxValue* known = backend->findInstance(outgoing.whole, type)) return Handle(known);
@@ -110,8 +101,7 @@ Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner) {
     type = whole;
     object = outgoing.whole;
   }
-  return checked(
-      backend->wrapInstance(new Instance(std::move(owner), type, object, outgoing.whole)));
+  return writeNew(Instance::make(std::move(owner), type, object, outgoing.whole));
 }
 
 Handle writeKnown(const Outgoing& outgoing) {

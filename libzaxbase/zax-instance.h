@@ -19,11 +19,14 @@ namespace zax {
 
 /// An object that a JavaScript object stands for, with its share in it.
 struct Instance : ZaxInstance {
-  /// An object of a type, which is of `type` itself.
-  Instance(std::shared_ptr<void> shared, const ZaxType* type, void* object, const void* identity);
+  /// `object` is of the type.
+  Instance(const ZaxType* type, void* object, const void* identity,
+           void (*destroy)(ZaxInstance* self))
+      : ZaxInstance{object, identity, type, destroy, 0, 0, false, false, {}} {}
 
-  static void* operator new(std::size_t size);
-  static void operator delete(void* memory, std::size_t size) noexcept;
+  /// One for an object that C++ shares.
+  static Instance* make(std::shared_ptr<void> shared, const ZaxType* type, void* object,
+                        const void* identity);
 
   std::shared_ptr<void> owner;
 };
@@ -109,6 +112,11 @@ struct Outgoing {
   void* whole;  ///< the object that this one is a part of, or itself
 };
 
+/// The class of a C++ type. Throws ConversionError "EINVAL" where the module has none.
+const ZaxType* typeOf(const std::type_info& type);
+
+/// A JavaScript object for a new instance.
+Handle writeNew(Instance* instance);
 /// The JavaScript object for one that C++ holds too: the one that it has, or a new one.
 Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner);
 /// The JavaScript object that it has. Throws ConversionError "EINVAL" where it has none.
@@ -128,6 +136,51 @@ Outgoing outgoing(const T& object) {
   }
 }
 
+template <typename T, typename = void>
+inline constexpr bool sharesItself = false;
+template <typename T>
+inline constexpr bool sharesItself<T, std::void_t<decltype(std::declval<T&>().weak_from_this())>> =
+    true;
+
+/// A T, which need not be movable.
+template <typename T, typename... A>
+T construct(A&&... arguments) {
+  if constexpr (std::is_constructible_v<T, A...>) {
+    return T(std::forward<A>(arguments)...);
+  } else {
+    return T{std::forward<A>(arguments)...};
+  }
+}
+
+/// An object and its instance in one piece of memory, in which it has a share itself.
+template <typename T>
+struct InstanceOf : Instance {
+  template <typename... A>
+  explicit InstanceOf(const ZaxType* type, A&&... arguments)
+      : Instance(type, &object, &object, release),
+        object(construct<T>(std::forward<A>(arguments)...)) {}
+
+  static void release(ZaxInstance* self) {
+    const std::shared_ptr<void> last = std::move(static_cast<Instance*>(self)->owner);
+  }
+
+  T object;
+};
+
+/// A new T with its instance.
+template <typename T, typename... A>
+Instance* makeInstance(const ZaxType* type, A&&... arguments) {
+  if constexpr (sharesItself<T>) {
+    const auto made = std::shared_ptr<T>(new T(construct<T>(std::forward<A>(arguments)...)));
+    return Instance::make(made, type, made.get(), made.get());
+  } else {
+    auto made = std::make_shared<InstanceOf<T>>(type, std::forward<A>(arguments)...);
+    Instance* instance = made.get();
+    instance->owner = std::move(made);
+    return instance;
+  }
+}
+
 /// A T by itself: a copy or a new instance. (As `T&` it is an InstanceArgument.)
 template <typename T>
 struct InstanceValue {
@@ -138,10 +191,9 @@ struct InstanceValue {
   static std::enable_if_t<std::is_copy_constructible_v<Copied>, Copied> from(Handle value) {
     return *static_cast<const T*>(readInstance(value, typeid(T)));
   }
-  template <typename Given, typename Made = decltype(std::make_shared<T>(std::declval<Given>()))>
+  template <typename Given, typename = std::enable_if_t<std::is_constructible_v<T, Given>>>
   static Handle to(Given&& value) {
-    const Made made = std::make_shared<T>(std::forward<Given>(value));
-    return writeShared(outgoing(*made), made);
+    return writeNew(makeInstance<T>(typeOf(typeid(T)), std::forward<Given>(value)));
   }
   static std::string declaration() { return declareInstance(typeid(T)); }
 };

@@ -173,25 +173,18 @@ struct MethodTask {
 /// A call of a constructor.
 template <typename T, typename... P>
 struct ConstructorCall {
-  struct Make {
-    std::shared_ptr<T> operator()(P... arguments) const {
-      if constexpr (std::is_constructible_v<T, P...>) {
-        return std::make_shared<T>(std::forward<P>(arguments)...);
-      } else {
-        return std::shared_ptr<T>(new T{std::forward<P>(arguments)...});
-      }
-    }
+  /// What FunctionOf keeps.
+  struct Made {
+    const ZaxType* type;
   };
   using Call = CallOf<void, P...>;
   static constexpr const Signature& signature = Call::signature;
 
-  static ZaxValue* run(const Make& make, const Function& function, Invocation& invocation) {
+  static ZaxValue* run(const Made& made, const Function& function, Invocation& invocation) {
     const auto attach = [&](auto&&... arguments) {
-      const std::shared_ptr<T> made = make(std::forward<decltype(arguments)>(arguments)...);
-      const Outgoing object = outgoing(*made);
-      const ZaxType* type = backend->findType(&object.type);
-      backend->attachInstance(invocation.call,
-                              new Instance(made, type, object.object, object.whole));
+      backend->attachInstance(
+          invocation.call,
+          makeInstance<T>(made.type, std::forward<decltype(arguments)>(arguments)...));
     };
     return Call::run(attach, function, invocation);
   }
@@ -234,8 +227,8 @@ class TypeBuilder {
   template <typename... Args>
   TypeBuilder& constructor(Names names = {}) {
     using Construct = ConstructorCall<T, Args...>;
-    auto* made =
-        new FunctionOf<typename Construct::Make, Construct>({}, Naming{type_.name, names, {}});
+    auto* made = new FunctionOf<typename Construct::Made, Construct>({&type_},
+                                                                     Naming{type_.name, names, {}});
     type_.setConstructor(made, made->destroy);
     return *this;
   }

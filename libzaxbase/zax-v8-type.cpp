@@ -15,19 +15,32 @@ namespace zax {
 
 namespace {
 
+/// What only some instances have.
+struct Extra {
+  Claim* first = nullptr;  ///< the task that has it, before those that wait for it
+  Claim* last = nullptr;
+  std::size_t keepers = 0;         ///< tasks that use it
+  std::int64_t externalBytes = 0;  ///< as V8 was told
+  bool blocksFirst = false;  ///< whether its first task waits for the end of synchronous calls
+};
+
 /// V8's part of an instance.
 struct Record {
   v8::Global<v8::Object> object;
-  ZaxInstance* next;  ///< in its bucket
-  Claim* first;       ///< the task that has it, before those that wait for it
-  Claim* last;
-  std::size_t keepers;         ///< tasks that use it
-  std::int64_t externalBytes;  ///< as V8 was told
-  bool blocksFirst;            ///< whether its first task waits for the end of a synchronous call
+  ZaxInstance* previous = nullptr;  ///< among all
+  ZaxInstance* next = nullptr;
+  ZaxInstance* nextInBucket = nullptr;
+  std::unique_ptr<Extra> extra;
 };
 static_assert(sizeof(Record) <= sizeof(ZaxInstance::memory), "a record fits into its memory");
 
 Record& recordOf(ZaxInstance* instance) { return *reinterpret_cast<Record*>(instance->memory); }
+
+Extra& extraOf(ZaxInstance* instance) {
+  std::unique_ptr<Extra>& extra = recordOf(instance).extra;
+  if (!extra) extra = std::make_unique<Extra>();
+  return *extra;
+}
 
 Class& classOf(const ZaxType* type) { return *static_cast<Class*>(type->script); }
 
@@ -59,7 +72,9 @@ v8::Local<v8::Name> disposeSymbol(v8::Isolate* isolate) {
   return found && symbol->IsSymbol() ? symbol.As<v8::Name>() : v8::Local<v8::Name>();
 }
 
-void throwTypeError(v8::Isolate* isolate, const std::string& text) {
+void throwTypeError(v8::Isolate* isolate, const char* before, const ZaxType* type,
+                    const char* after) {
+  const std::string text = concat({before, type->name, after});
   const auto message = newString(isolate, text.data(), text.size()).ToLocalChecked();
   isolate->ThrowException(v8::Exception::TypeError(message));
 }
@@ -81,7 +96,7 @@ void TaskInstances::take(ZaxInstance* const* instances, std::size_t count, bool 
 }
 
 void TaskInstances::queueUp(Claim& claim) {
-  Record& record = recordOf(claim.instance);
+  Extra& record = extraOf(claim.instance);
   const bool isFirst = !record.first;
   (isFirst ? record.first : record.last->next) = &claim;
   record.last = &claim;
@@ -98,7 +113,7 @@ TaskInstances::~TaskInstances() {
 }
 
 void TaskInstances::leaveQueue(Claim& claim) {
-  Record& record = recordOf(claim.instance);
+  Extra& record = extraOf(claim.instance);
   Claim* before = nullptr;
   for (Claim* other = record.first; other != &claim; other = other->next) before = other;
   (before ? before->next : record.first) = claim.next;
@@ -182,19 +197,13 @@ const ZaxType* Instances::find(const void* key) {
 /// What V8 calls for `new`, and for a call without it.
 void Instances::onConstruct(const v8::FunctionCallbackInfo<v8::Value>& info) {
   const auto* type = static_cast<const ZaxType*>(unwrapPointer(info.Data()));
-  const std::string name = type->name;
+  v8::Isolate* isolate = info.GetIsolate();
   if (!info.IsConstructCall()) {
-    throwTypeError(info.GetIsolate(),
-                   "Class constructor " + name + " cannot be invoked without 'new'");
-    return;
+    return throwTypeError(isolate, "Class constructor ", type, " cannot be invoked without 'new'");
   }
-  setField(info.This(), nullptr);
-  if (type->constructor) {
-    callNative(info, type->constructor);
-  } else {
-    throwTypeError(info.GetIsolate(),
-                   name + " has no constructor: native code makes its instances");
-  }
+  setField(info.This(), nullptr);  // for whoever should see it before it is attached
+  if (type->constructor) return callNative(info, type->constructor);
+  throwTypeError(isolate, "", type, " has no constructor: native code makes its instances");
 }
 
 // Instances.
@@ -229,50 +238,45 @@ v8::MaybeLocal<v8::Object> Instances::wrap(ZaxInstance* instance) {
 }
 
 v8::Local<v8::Value> Instances::find(const void* identity, const ZaxType* type) {
-  if (count_ == 0) return {};
-  for (ZaxInstance* instance = *bucketOf(identity); instance; instance = recordOf(instance).next) {
-    if (instance->identity == identity && isOrExtends(instance->type, type)) {
-      return recordOf(instance).object.Get(isolate_);
-    }
+  if (buckets_.empty()) index();
+  ZaxInstance* instance = *bucketOf(identity);
+  while (instance && !(instance->identity == identity && isOrExtends(instance->type, type))) {
+    instance = recordOf(instance).nextInBucket;
   }
-  return {};
+  return instance ? recordOf(instance).object.Get(isolate_) : v8::Local<v8::Object>();
 }
 
 /// An object with tasks lives: script may have given it properties.
 void Instances::keep(ZaxInstance* instance) {
-  Record& record = recordOf(instance);
-  if (record.keepers++ == 0 && !instance->collected) record.object.ClearWeak();
+  if (extraOf(instance).keepers++ == 0) recordOf(instance).object.ClearWeak();
 }
 
 void Instances::letGo(ZaxInstance* instance) {
-  Record& record = recordOf(instance);
-  if (--record.keepers > 0 || loop_.isEnding()) return;
+  if (--extraOf(instance).keepers > 0 || loop_.isEnding()) return;
   if (instance->claims == 0) measure(instance);
-  if (!instance->collected) {
-    record.object.SetWeak(instance, onCollected, v8::WeakCallbackType::kParameter);
-  } else if (instance->uses == 0) {
-    destroy(instance);
-  }
+  recordOf(instance).object.SetWeak(instance, onCollected, v8::WeakCallbackType::kParameter);
 }
 
 void Instances::endUse(ZaxInstance* instance) {
-  Record& record = recordOf(instance);
   if (instance->claims == 0) measure(instance);
-  if (record.blocksFirst) {
-    record.blocksFirst = false;
-    record.first->owner->unblock();
-  } else if (instance->collected && record.keepers == 0) {
+  Extra* extra = recordOf(instance).extra.get();
+  if (extra && std::exchange(extra->blocksFirst, false)) {
+    extra->first->owner->unblock();
+  } else if (instance->collected) {
     destroy(instance);
   }
 }
 
 void Instances::measure(ZaxInstance* instance) {
   if (!instance->type->externalBytes) return;
-  Record& record = recordOf(instance);
-  const auto bytes = static_cast<std::int64_t>(instance->type->externalBytes(instance->object));
-  if (bytes == record.externalBytes) return;
-  isolate_->AdjustAmountOfExternalAllocatedMemory(bytes - record.externalBytes);
-  record.externalBytes = bytes;
+  tell(instance, static_cast<std::int64_t>(instance->type->externalBytes(instance->object)));
+}
+
+/// Tells V8 how many bytes an instance holds outside its heap.
+void Instances::tell(ZaxInstance* instance, std::int64_t bytes) {
+  std::int64_t& told = extraOf(instance).externalBytes;
+  const std::int64_t change = bytes - std::exchange(told, bytes);
+  if (change != 0) isolate_->AdjustAmountOfExternalAllocatedMemory(change);
 }
 
 /// In the middle of a garbage collection: nothing of V8's may be done but to let go of the object.
@@ -300,58 +304,58 @@ void Instances::destroyDead() {
 
 void Instances::destroy(ZaxInstance* instance) {
   Record& record = recordOf(instance);
-  if (record.externalBytes != 0) {
-    isolate_->AdjustAmountOfExternalAllocatedMemory(-record.externalBytes);
-  }
+  if (record.extra) tell(instance, 0);
   record.~Record();
   instance->destroy(instance);
 }
 
 Instances::~Instances() {
   destroyDead();
-  for (ZaxInstance* first : buckets_) {
-    while (first) {
-      ZaxInstance* instance = std::exchange(first, recordOf(first).next);
-      destroy(instance);
-    }
-  }
+  while (first_) destroy(std::exchange(first_, recordOf(first_).next));
 }
 
-// The table.
-
-ZaxInstance** Instances::bucketOf(const void* identity) {
-  constexpr std::uint64_t golden = 0x9e3779b97f4a7c15;
-  const auto address = reinterpret_cast<std::uintptr_t>(identity);
-  return &buckets_[(address * golden >> 32) & (buckets_.size() - 1)];
-}
+// All of them; and by the objects that they stand for, from when one is looked for on.
 
 void Instances::insert(ZaxInstance* instance) {
-  if (count_ == buckets_.size()) grow();
-  ZaxInstance** bucket = bucketOf(instance->identity);
-  recordOf(instance).next = *bucket;
-  *bucket = instance;
+  if (first_) recordOf(first_).previous = instance;
+  recordOf(instance).next = first_;
+  first_ = instance;
   ++count_;
+  if (buckets_.empty()) return;
+  if (count_ > buckets_.size()) {
+    index();
+  } else {
+    insertInBucket(instance);
+  }
 }
 
 void Instances::remove(ZaxInstance* instance) {
-  ZaxInstance** place = bucketOf(instance->identity);
-  while (*place != instance) place = &recordOf(*place).next;
-  *place = recordOf(instance).next;
+  const Record& record = recordOf(instance);
+  (record.previous ? recordOf(record.previous).next : first_) = record.next;
+  if (record.next) recordOf(record.next).previous = record.previous;
   --count_;
+  if (buckets_.empty()) return;
+  ZaxInstance** place = bucketOf(instance->identity);
+  while (*place != instance) place = &recordOf(*place).nextInBucket;
+  *place = record.nextInBucket;
 }
 
-void Instances::grow() {
-  constexpr std::size_t least = 64;
-  const std::vector<ZaxInstance*> before =
-      std::exchange(buckets_, std::vector<ZaxInstance*>(std::max(least, 2 * buckets_.size())));
-  for (ZaxInstance* first : before) {
-    while (first) {
-      ZaxInstance* instance = std::exchange(first, recordOf(first).next);
-      ZaxInstance** bucket = bucketOf(instance->identity);
-      recordOf(instance).next = *bucket;
-      *bucket = instance;
-    }
-  }
+ZaxInstance** Instances::bucketOf(const void* identity) {
+  const auto address = reinterpret_cast<std::uintptr_t>(identity);
+  return &buckets_[(address >> 5 ^ address >> 20) & (buckets_.size() - 1)];
+}
+
+void Instances::insertInBucket(ZaxInstance* instance) {
+  ZaxInstance** bucket = bucketOf(instance->identity);
+  recordOf(instance).nextInBucket = *bucket;
+  *bucket = instance;
+}
+
+void Instances::index() {
+  std::size_t size = 64;
+  while (size < count_) size *= 2;
+  buckets_.assign(2 * size, nullptr);
+  for (ZaxInstance* each = first_; each; each = recordOf(each).next) insertInBucket(each);
 }
 
 }  // namespace zax

@@ -4,6 +4,7 @@
 #include <v8.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -98,20 +99,23 @@ class Instances : public NonCopyable {
   void keep(ZaxInstance* instance);
   void letGo(ZaxInstance* instance);
   void measure(ZaxInstance* instance);
+  void tell(ZaxInstance* instance, std::int64_t bytes);
   void destroy(ZaxInstance* instance);
   void destroyDead();
 
-  ZaxInstance** bucketOf(const void* identity);
   void insert(ZaxInstance* instance);
   void remove(ZaxInstance* instance);
-  void grow();
+  ZaxInstance** bucketOf(const void* identity);
+  void insertInBucket(ZaxInstance* instance);
+  void index();
 
   EventLoop& loop_;
   v8::Isolate* const isolate_;
   std::vector<std::unique_ptr<Class>> classes_;
   std::size_t lastClass_ = 0;          ///< the index of the one that was asked for last
-  std::vector<ZaxInstance*> buckets_;  ///< chains of instances whose object lives
+  ZaxInstance* first_ = nullptr;       ///< of those whose object lives
   std::size_t count_ = 0;              ///< of those
+  std::vector<ZaxInstance*> buckets_;  ///< the same by identity; empty until one is looked for
   std::vector<ZaxInstance*> dead_;     ///< collected, to be destroyed
 };
 

@@ -119,6 +119,45 @@ NAN_METHOD(refuse) {
   Nan::ThrowError(makeError(number, toStd(info[1]), {__FILE__, __func__, __LINE__}));
 }
 
+class Counter : public Nan::ObjectWrap {
+ public:
+  static v8::Local<v8::Function> makeClass() {
+    v8::Local<v8::FunctionTemplate> made = Nan::New<v8::FunctionTemplate>(construct);
+    made->SetClassName(Nan::New("Counter").ToLocalChecked());
+    made->InstanceTemplate()->SetInternalFieldCount(1);
+    Nan::SetPrototypeMethod(made, "add", add);
+    Nan::SetAccessor(made->InstanceTemplate(), Nan::New("value").ToLocalChecked(), value);
+    return Nan::GetFunction(made).ToLocalChecked();
+  }
+
+ private:
+  explicit Counter(int value) : counter_(value) {}
+
+  static NAN_METHOD(construct) {
+    if (!info.IsConstructCall() || info.Length() != 1 || !info[0]->IsInt32()) {
+      return Nan::ThrowTypeError("new with an integer expected");
+    }
+    auto* made = new Counter(Nan::To<int32_t>(info[0]).FromJust());
+    made->Wrap(info.This());
+    info.GetReturnValue().Set(info.This());
+  }
+
+  static NAN_METHOD(add) {
+    if (info.Length() != 1 || !info[0]->IsInt32()) return Nan::ThrowTypeError("integer expected");
+    auto* self = Nan::ObjectWrap::Unwrap<Counter>(info.This());
+    info.GetReturnValue().Set(self->counter_.add(Nan::To<int32_t>(info[0]).FromJust()));
+  }
+
+  static NAN_GETTER(value) {
+    auto* self = Nan::ObjectWrap::Unwrap<Counter>(info.This());
+    info.GetReturnValue().Set(self->counter_.value());
+  }
+
+  bench::Counter counter_;
+};
+
+NAN_METHOD(living) { info.GetReturnValue().Set(bench::Counter::living); }
+
 }  // namespace
 
 NAN_MODULE_INIT(exportPlain) {
@@ -131,6 +170,8 @@ NAN_MODULE_INIT(exportPlain) {
   Nan::Export(target, "invert", invert);
   Nan::Export(target, "rows", write<bench::Row>);
   Nan::Export(target, "refuse", refuse);
+  Nan::Export(target, "living", living);
+  Nan::Set(target, Nan::New("Counter").ToLocalChecked(), Counter::makeClass()).Check();
 }
 
 }  // namespace with_nan

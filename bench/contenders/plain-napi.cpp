@@ -106,6 +106,40 @@ void refuse(const Napi::CallbackInfo& info) {
   throw makeError(info.Env(), number, text, {__FILE__, __func__, __LINE__});
 }
 
+class Counter : public Napi::ObjectWrap<Counter> {
+ public:
+  static Napi::Function makeClass(Napi::Env env) {
+    return DefineClass(env, "Counter",
+                       {InstanceMethod<&Counter::add>("add"),
+                        InstanceAccessor<&Counter::value>("value")});
+  }
+
+  explicit Counter(const Napi::CallbackInfo& info)
+      : Napi::ObjectWrap<Counter>(info), counter_(toInt(info)) {}
+
+ private:
+  static int toInt(const Napi::CallbackInfo& info) {
+    if (info.Length() != 1 || !info[0].IsNumber()) {
+      throw Napi::TypeError::New(info.Env(), "number expected");
+    }
+    return info[0].As<Napi::Number>().Int32Value();
+  }
+
+  Napi::Value add(const Napi::CallbackInfo& info) {
+    return Napi::Number::New(info.Env(), counter_.add(toInt(info)));
+  }
+
+  Napi::Value value(const Napi::CallbackInfo& info) {
+    return Napi::Number::New(info.Env(), counter_.value());
+  }
+
+  bench::Counter counter_;
+};
+
+Napi::Value living(const Napi::CallbackInfo& info) {
+  return Napi::Number::New(info.Env(), bench::Counter::living);
+}
+
 }  // namespace
 
 void exportPlain(Napi::Env env, Napi::Object exports) {
@@ -118,6 +152,8 @@ void exportPlain(Napi::Env env, Napi::Object exports) {
   exports.Set("invert", Napi::Function::New<invert>(env));
   exports.Set("rows", Napi::Function::New<write<bench::Row>>(env));
   exports.Set("refuse", Napi::Function::New<refuse>(env));
+  exports.Set("living", Napi::Function::New<living>(env));
+  exports.Set("Counter", Counter::makeClass(env));
 }
 
 }  // namespace with_napi

@@ -144,6 +144,59 @@ void refuse(const Info& info) {
   isolate->ThrowException(makeError(isolate, toInt(info, 0), text, {__FILE__, __func__, __LINE__}));
 }
 
+/// A counter and the object that stands for it.
+struct CounterObject {
+  bench::Counter counter;
+  v8::Global<v8::Object> object;
+};
+
+#if V8_MAJOR_VERSION >= 14
+#define TAG , v8::kEmbedderDataTypeTagDefault
+#else
+#define TAG
+#endif
+
+void construct(const Info& info) {
+  v8::Isolate* isolate = info.GetIsolate();
+  if (!info.IsConstructCall() || info.Length() != 1 || !info[0]->IsInt32()) {
+    return throwTypeError(isolate, "new with an integer expected");
+  }
+  auto* made = new CounterObject{bench::Counter(info[0].As<v8::Int32>()->Value()), {}};
+  info.This()->SetAlignedPointerInInternalField(0, made TAG);
+  made->object.Reset(isolate, info.This());
+  made->object.SetWeak(
+      made, [](const v8::WeakCallbackInfo<CounterObject>& of) { delete of.GetParameter(); },
+      v8::WeakCallbackType::kParameter);
+}
+
+bench::Counter& counterOf(const Info& info) {
+  void* field = info.This()->GetAlignedPointerFromInternalField(0 TAG);
+  return static_cast<CounterObject*>(field)->counter;
+}
+
+void addToCounter(const Info& info) {
+  if (info.Length() != 1 || !info[0]->IsInt32()) {
+    return throwTypeError(info.GetIsolate(), "integer expected");
+  }
+  info.GetReturnValue().Set(counterOf(info).add(info[0].As<v8::Int32>()->Value()));
+}
+
+void counterValue(const Info& info) { info.GetReturnValue().Set(counterOf(info).value()); }
+
+void living(const Info& info) { info.GetReturnValue().Set(bench::Counter::living); }
+
+v8::Local<v8::Function> makeCounterClass(v8::Isolate* isolate) {
+  const auto made = v8::FunctionTemplate::New(isolate, construct);
+  const auto signature = v8::Signature::New(isolate, made);
+  made->SetClassName(toV8(isolate, "Counter"));
+  made->InstanceTemplate()->SetInternalFieldCount(1);
+  made->PrototypeTemplate()->Set(toV8(isolate, "add"), v8::FunctionTemplate::New(
+      isolate, addToCounter, {}, signature));
+  made->PrototypeTemplate()->SetAccessorProperty(toV8(isolate, "value"), v8::FunctionTemplate::New(
+      isolate, counterValue, {}, signature));
+  return made->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
+}
+
 }  // namespace
 
 void exportPlain(v8::Local<v8::Object> exports) {
@@ -162,6 +215,8 @@ void exportPlain(v8::Local<v8::Object> exports) {
   NODE_SET_METHOD(exports, "invert", invert);
   NODE_SET_METHOD(exports, "rows", write<bench::Row>);
   NODE_SET_METHOD(exports, "refuse", refuse);
+  NODE_SET_METHOD(exports, "living", living);
+  set(isolate, exports, "Counter", makeCounterClass(isolate));
 }
 
 }  // namespace raw

@@ -30,6 +30,8 @@ void feed(int count, int microseconds, const zax::Progress<std::string>& progres
   bench::Feed{count, microseconds}.run(progress);
 }
 
+int living() { return bench::Counter::living; }
+
 zax::Bytes same(zax::Bytes bytes) { return bytes; }
 
 }  // namespace
@@ -47,4 +49,9 @@ ZAX_MODULE(module) {
   module.task("task", echo);
   module.task("feed", feed);
   module.task("same", same);
+  module.function("living", living);
+  module.type<bench::Counter>("Counter")
+      .constructor<int>()
+      .method("add", &bench::Counter::add)
+      .property("value", &bench::Counter::value);
 }

@@ -73,6 +73,22 @@ const std::vector<T>& some(int count) {
   return values;
 }
 
+/// What objects of a class stand for.
+class Counter {
+ public:
+  explicit Counter(int value) : value_(value) { ++living; }
+  ~Counter() { --living; }
+  Counter(const Counter&) = delete;
+
+  int add(int more) { return value_ += more; }
+  int value() const { return value_; }
+
+  static inline int living = 0;
+
+ private:
+  int value_;
+};
+
 }  // namespace bench
 
 #endif

@@ -15,6 +15,7 @@
 //   rows(n)                      an array of objects with a member of every other kind
 //   invert(buffer)               a new Buffer with the complement of each byte
 //   refuse(number, text)         throws as fail does
+// and new Counter(number)        with add(number) and value; living() counts the native ones
 
 const assert = require('node:assert/strict');
 const path = require('node:path');
@@ -100,6 +101,10 @@ function checkReturning(contender) {
     for (const args of calls) assert.throws(() => contender[name](...args), Error, name);
   }
   assert.throws(() => contender.refuse(7, 'x'), checkError);
+  const counter = new contender.Counter(2);
+  assert.deepEqual([counter.add(5), counter.value], [7, 7]);
+  assert.throws(() => counter.add('5'), Error);
+  assert(contender.living() > 0);
 }
 
 async function checkOne({ sync, fail, job, task, throwing, progress }) {

@@ -33,7 +33,7 @@ async function interleave(names, rounds, sample) {
 
 /** Runs what child.js takes in a fresh process and returns what it prints. */
 function inChild(work, env = {}) {
-  const args = [path.join(__dirname, 'child.js'), JSON.stringify(work)];
+  const args = ['--expose-gc', path.join(__dirname, 'child.js'), JSON.stringify(work)];
   return JSON.parse(execFileSync(process.execPath, args, { env: { ...process.env, ...env } }));
 }
 

@@ -277,7 +277,23 @@ async function s12({ contenders, rounds }) {
   return rows;
 }
 
-async function s14({ contenders, rounds }) {
+async function s14(bench) {
+  const input = 'new Counter(7)';
+  const calls = { statement: 'sum += input.add(0)', input, sum: 7, count: 200000 };
+  const reads = { statement: 'sum += input.value', input, sum: 7, count: 200000 };
+  const options = { count: 100000 };
+  const goals = (most) => [goal('nan', most), goal('napi', 0.5)];
+  const { cpu } = await interleave(names, bench.rounds, (name) =>
+    inChild({ names: [name], task: 'objects', options }),
+  );
+  return [
+    await repeated(bench, 'method call', 'ns', calls, ...goals(1.2)),
+    await repeated(bench, 'property read', 'ns', reads, ...goals(1.2)),
+    row('made and collected', 'ns', cpu, ...goals(1.1)),
+  ];
+}
+
+async function s16({ contenders, rounds }) {
   const sizes = { '64 bytes': 64, '1 MiB': mebibyte };
   const { wall } = await interleave(Object.keys(sizes), shortRounds(rounds), (name) =>
     tasks.bytes(contenders.zax, { size: sizes[name], count: 2000 }),
@@ -310,4 +326,5 @@ module.exports = {
   S13: s13,
   S14: s14,
   S15: s15,
+  S16: s16,
 };

@@ -112,6 +112,17 @@ async function bytes({ same }, { size, count }) {
   return stop(count);
 }
 
+/** Makes objects of a class and drops them, until their native side has gone too. */
+async function objects({ Counter, living }, { count }) {
+  const stop = meter();
+  for (let i = 0; i < count; i++) new Counter(i);
+  while (living() > 0) {
+    globalThis.gc();
+    await new Promise(setImmediate);
+  }
+  return stop(count);
+}
+
 /** One job posting the numbers below `count`: each must arrive, in order. */
 function progress(contender, { count }) {
   return new Promise((resolve) => {
@@ -182,6 +193,7 @@ module.exports = {
   jobs,
   awaited,
   bytes,
+  objects,
   throwing,
   latency,
   progress,
