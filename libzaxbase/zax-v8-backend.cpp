@@ -276,7 +276,11 @@ ZaxValue* call(ZaxValue* function, ZaxValue* const* arguments, std::size_t count
 using Info = v8::FunctionCallbackInfo<v8::Value>;
 
 void returnNumber(ZaxCall* call, double result) {
-  reinterpret_cast<const Info*>(call)->GetReturnValue().Set(result);
+  auto value = reinterpret_cast<const Info*>(call)->GetReturnValue();
+  constexpr double most = 1 << 30;
+  const auto integer = static_cast<std::int32_t>(result > -most && result < most ? result : 0.5);
+  if (integer == result && (integer != 0 || !std::signbit(result))) return value.Set(integer);
+  value.Set(result);
 }
 
 void returnBoolean(ZaxCall* call, bool result) {
@@ -380,12 +384,12 @@ ZaxValue* getClass(ZaxType* type) { return slotOf(instances().getClass(type)); }
 const ZaxType* findType(const void* key) { return instances().find(key); }
 
 ZaxInstance* getInstance(ZaxValue* value, const ZaxType* type) {
-  return Instances::get(currentIsolate(), toLocal(value), type);
+  return Instances::get(toLocal(value), type);
 }
 
 ZaxInstance* getReceiver(ZaxCall* call, const ZaxType* type) {
   const Info& info = *reinterpret_cast<const Info*>(call);
-  return Instances::get(info.GetIsolate(), info.This(), type);
+  return Instances::get(info.This(), type);
 }
 
 void attachInstance(ZaxCall* call, ZaxInstance* instance) {

@@ -208,8 +208,10 @@ void Instances::onConstruct(const v8::FunctionCallbackInfo<v8::Value>& info) {
 
 // Instances.
 
-ZaxInstance* Instances::get(v8::Isolate* isolate, v8::Local<v8::Value> value, const ZaxType* type) {
-  if (!value->IsObject() || !classOf(type).made.Get(isolate)->HasInstance(value)) return nullptr;
+ZaxInstance* Instances::get(v8::Local<v8::Value> value, const ZaxType* type) {
+  v8::Local<v8::FunctionTemplate> made;  // where the Global lies: a copy takes as long as the rest
+  std::memcpy(static_cast<void*>(&made), &classOf(type).made, sizeof(made));
+  if (!made->HasInstance(value)) return nullptr;
   return static_cast<ZaxInstance*>(getField(value.As<v8::Object>()));
 }
 
@@ -279,27 +281,14 @@ void Instances::tell(ZaxInstance* instance, std::int64_t bytes) {
   if (change != 0) isolate_->AdjustAmountOfExternalAllocatedMemory(change);
 }
 
-/// In the middle of a garbage collection: nothing of V8's may be done but to let go of the object.
+/// In the middle of a garbage collection: nothing of V8's may be done but to let go of handles.
 void Instances::onCollected(const v8::WeakCallbackInfo<ZaxInstance>& info) {
   ZaxInstance* instance = info.GetParameter();
   Instances& self = Environment::current()->instances();
   recordOf(instance).object.Reset();
   instance->collected = true;
   self.remove(instance);
-  if (instance->uses > 0) return;  // endUse destroys it.
-  if (self.dead_.empty()) info.SetSecondPassCallback(onCollectionOver);
-  self.dead_.push_back(instance);
-}
-
-void Instances::onCollectionOver(const v8::WeakCallbackInfo<ZaxInstance>& /*info*/) {
-  Environment* here = Environment::current();
-  if (here) here->instances().destroyDead();
-}
-
-void Instances::destroyDead() {
-  std::vector<ZaxInstance*> dead;
-  dead.swap(dead_);
-  for (ZaxInstance* instance : dead) destroy(instance);
+  if (instance->uses == 0) self.destroy(instance);  // Otherwise endUse does.
 }
 
 void Instances::destroy(ZaxInstance* instance) {
@@ -310,7 +299,6 @@ void Instances::destroy(ZaxInstance* instance) {
 }
 
 Instances::~Instances() {
-  destroyDead();
   while (first_) destroy(std::exchange(first_, recordOf(first_).next));
 }
 

@@ -77,7 +77,7 @@ class Instances : public NonCopyable {
   v8::MaybeLocal<v8::Function> getClass(const ZaxType* type);
   const ZaxType* find(const void* key);
 
-  static ZaxInstance* get(v8::Isolate* isolate, v8::Local<v8::Value> value, const ZaxType* type);
+  static ZaxInstance* get(v8::Local<v8::Value> value, const ZaxType* type);
 
   /// Makes an object stand for an instance.
   void attach(v8::Local<v8::Object> object, ZaxInstance* instance);
@@ -94,14 +94,12 @@ class Instances : public NonCopyable {
 
   static void onConstruct(const v8::FunctionCallbackInfo<v8::Value>& info);
   static void onCollected(const v8::WeakCallbackInfo<ZaxInstance>& info);
-  static void onCollectionOver(const v8::WeakCallbackInfo<ZaxInstance>& info);
 
   void keep(ZaxInstance* instance);
   void letGo(ZaxInstance* instance);
   void measure(ZaxInstance* instance);
   void tell(ZaxInstance* instance, std::int64_t bytes);
   void destroy(ZaxInstance* instance);
-  void destroyDead();
 
   void insert(ZaxInstance* instance);
   void remove(ZaxInstance* instance);
@@ -116,7 +114,6 @@ class Instances : public NonCopyable {
   ZaxInstance* first_ = nullptr;       ///< of those whose object lives
   std::size_t count_ = 0;              ///< of those
   std::vector<ZaxInstance*> buckets_;  ///< the same by identity; empty until one is looked for
-  std::vector<ZaxInstance*> dead_;     ///< collected, to be destroyed
 };
 
 }  // namespace zax

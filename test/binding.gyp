@@ -20,7 +20,7 @@
       # An add-on on ZAX_MODULE, as an author builds one: the framework is one unit of its own.
       'target_name': 'plain',
       'dependencies!': ['<!(node -p "require(\'zaxbase\').targets")'],
-      'sources': ['plain/plain.cpp', '../libzaxbase/zaxbase.cpp'],
+      'sources': ['plain/plain.cpp', 'plain/types.cpp', '../libzaxbase/zaxbase.cpp'],
       'include_dirs': ['../libzaxbase'],
       'cflags': ['-fvisibility=hidden'],
       'cflags_cc': [

@@ -41,7 +41,7 @@ before(() => {
 
 test('one binary passes the tests of the plain road on every Node', async () => {
   const asked = (what) => `<!@(node -p "[].concat(require('zaxbase').${what}).join(' ')")`;
-  const sources = ['plain/plain.cpp', asked('source')];
+  const sources = ['plain/plain.cpp', 'plain/types.cpp', asked('source')];
   const target = {
     target_name: 'plain',
     sources,

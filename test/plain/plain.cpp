@@ -193,12 +193,16 @@ void addTasks(zax::Module&& tasks) {
 
 }  // namespace
 
+/// In types.cpp.
+void addClasses(zax::Module&& module);
+
 ZAX_MODULE(module) {
   if (std::getenv("PLAIN_FAILS")) fail("zax", "body");
   addTypes(module.object("same", "Each type there and back."));
   addFunctions(module);
   addCallbacks(module);
   addTasks(module.object("tasks"));
+  addClasses(module.object("types"));
   const auto destroy = [](const int* value) { delete value, ++destroyed; };
   module.function("counted", [value = std::shared_ptr<int>(new int, destroy)] { (void)value; });
   module.value("default", std::map<std::string, int>{{"most", 5}});
