@@ -34,13 +34,19 @@ namespace {
 void complete(const ModuleContents& contents) {
   for (const auto& entry : contents.entries) {
     if (entry.type) {
-      contents.exports.set(entry.name, checked(backend->getClass(entry.type)));
-      entry.type->checkTypes();
+      contents.exports.set(entry.name, entry.type->complete());
     } else if (entry.function) {
       checkTypes(*entry.function);
     } else if (entry.group) {
       complete(*entry.group);
     }
+  }
+}
+
+void abandon(const ModuleContents& contents) {
+  for (const auto& entry : contents.entries) {
+    if (entry.type) entry.type->abandon();
+    if (entry.group) abandon(*entry.group);
   }
 }
 
@@ -168,9 +174,9 @@ Module Module::object(const std::string& name, const std::string& text) {
 
 bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module& module)) noexcept {
   if (backend != table) backend = table;  // Workers read it.
+  auto* contents = new ModuleContents;
+  backend->own(contents, [](void* owned) { delete static_cast<ModuleContents*>(owned); });
   try {
-    auto* contents = new ModuleContents;
-    backend->own(contents, [](void* owned) { delete static_cast<ModuleContents*>(owned); });
     addDeclarations(Handle(exports), *contents);
     Module module(Handle(exports), *contents);
     body(module);
@@ -181,6 +187,7 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
   } catch (...) {
     throwToScript(nullptr, "module", "");
   }
+  abandon(*contents);
   return false;
 }
 

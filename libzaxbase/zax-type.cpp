@@ -23,9 +23,11 @@ Type::Type(std::string_view name, std::string_view text, const std::type_info& i
 }
 
 Type* Type::make(std::string_view name, std::string_view text, const std::type_info& info) {
-  if (const ZaxType* other = backend->findType(&info)) {
+  if (const ZaxType* known = backend->findType(&info)) {
+    auto* type = const_cast<Type*>(static_cast<const Type*>(known));
+    if (type->isComplete_) return type;
     throw ErrnoGenericException<EBADARG>(__("the C++ type of %(name)s is %(other)s already", "name",
-                                            std::string(name), "other", other->name),
+                                            std::string(name), "other", known->name),
                                          ZAX_DEBUG_INFO);
   }
   auto* type = new Type(name, text, info);
@@ -34,21 +36,29 @@ Type* Type::make(std::string_view name, std::string_view text, const std::type_i
   return type;
 }
 
+bool Type::own(Function* function, Destroy destroy) const {
+  if (isComplete_) {
+    destroy(function);
+  } else {
+    backend->own(function, destroy);
+  }
+  return !isComplete_;
+}
+
 void Type::setConstructor(Function* function, Destroy destroy) {
-  backend->own(function, destroy);
+  if (!own(function, destroy)) return;
   if (constructor_) refuseMember(name, "constructor", "is defined twice");
   constructor = constructor_ = function;
 }
 
 void Type::add(ZaxMemberKind kind, Function* function, Destroy destroy) {
-  backend->own(function, destroy);
-  addMember({kind, function, nullptr});
+  if (own(function, destroy)) addMember({kind, function, nullptr});
 }
 
 void Type::addProperty(Function* getter, Destroy destroyGetter, Function* setter,
                        Destroy destroySetter) {
-  backend->own(getter, destroyGetter);
-  if (setter) backend->own(setter, destroySetter);
+  if (setter) own(setter, destroySetter);
+  if (!own(getter, destroyGetter)) return;
   if (getter->signature().count != 0) refuseMember(name, getter->jsName(), "is no getter");
   if (setter && setter->signature().count != 1) {
     refuseMember(name, setter->jsName(), "has no setter of one parameter");
@@ -72,6 +82,7 @@ void Type::addMember(const Member& member) {
 }
 
 void Type::extend(const std::type_info& base, void* (*toBase)(void* object)) {
+  if (isComplete_) return;
   ZaxType::base = backend->findType(&base);
   ZaxType::toBase = toBase;
   if (!ZaxType::base) {
@@ -114,12 +125,20 @@ std::string Type::declaration(const std::string& indentation) const {
   return concat({text, indentation, "}"});
 }
 
-void Type::checkTypes() const {
-  if (constructor_) zax::checkTypes(*constructor_);
-  for (const Member& member : members_) {
-    zax::checkTypes(*member.function);
-    if (member.setter) zax::checkTypes(*member.setter);
+Handle Type::complete() {
+  if (!isComplete_) {
+    if (constructor_) checkTypes(*constructor_);
+    for (const Member& member : members_) {
+      checkTypes(*member.function);
+      if (member.setter) checkTypes(*member.setter);
+    }
   }
+  isComplete_ = true;
+  return checked(backend->getClass(this));
+}
+
+void Type::abandon() {
+  if (!isComplete_) key = nullptr;
 }
 
 void checkTypes(const Function& function) {

@@ -19,17 +19,18 @@
 namespace zax {
 
 /// A class in one environment, with what its declaration tells. Made when the module is, owned by
-/// its environment.
+/// its environment. When the module is loaded again there, it is the same and takes no members.
 class Type : public ZaxType {
  public:
-  /// Throws an Exception with code "EBADARG" where the C++ type has a class already.
   Type(std::string_view name, std::string_view text, const std::type_info& info);
   Type(const Type&) = delete;
   Type& operator=(const Type&) = delete;
 
+  /// That of the C++ type, new or of an earlier load. Throws an Exception with code "EBADARG" where
+  /// the module that is loading has made one already.
   static Type* make(std::string_view name, std::string_view text, const std::type_info& info);
 
-  // The functions below own their functions, which their `destroy` destroys.
+  // The functions below take over their functions, with what destroys each.
   using Destroy = void (*)(void* function);
   void setConstructor(Function* function, Destroy destroy);
   void add(ZaxMemberKind kind, Function* function, Destroy destroy);
@@ -40,13 +41,15 @@ class Type : public ZaxType {
   /// Throws an Exception with code "EBADARG" where `base` has no class yet.
   void extend(const std::type_info& base, void* (*toBase)(void* object));
 
+  /// The JavaScript class, once all types are there. Throws what checkTypes throws.
+  Handle complete();
+  /// The module does not load: another load begins anew.
+  void abandon();
+
   const std::string& text() const { return text_; }
 
   /// What follows `class NAME` in a declaration file.
   std::string declaration(const std::string& indentation) const;
-
-  /// Checks that the types in all members' signatures are types of the module.
-  void checkTypes() const;
 
  private:
   struct Member {
@@ -55,6 +58,7 @@ class Type : public ZaxType {
     const Function* setter;
   };
 
+  bool own(Function* function, Destroy destroy) const;
   void addMember(const Member& member);
   std::string declareMember(const Member& member, const std::string& indentation) const;
 
@@ -62,6 +66,7 @@ class Type : public ZaxType {
   std::string text_;
   const Function* constructor_ = nullptr;
   std::vector<Member> members_;
+  bool isComplete_ = false;
 };
 
 /// Throws an Exception with code "EBADARG" where a function takes or gives an object of a class

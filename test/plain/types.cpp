@@ -91,7 +91,10 @@ struct Holder {
 
 /// What an author may say wrong.
 constexpr void (*mistakes[])(zax::Module& module) = {
-    [](zax::Module& module) { module.type<Store>("Again"); },
+    [](zax::Module& module) {
+      module.type<Other>("Other");
+      module.type<Other>("Again");
+    },
     [](zax::Module& module) { module.type<Late>("Late").extends<Other>(); },
     [](zax::Module& module) {
       module.type<Other>("Other").field("x", &Other::other).field("x", &Other::other);

@@ -49,6 +49,8 @@ test('the shape of a class', () => {
   assert.deepEqual([mine.size, mine.extra, mine.name, mine.fixed], [7, 5, 'mine!', 7]);
   assert(mine instanceof Store && mine.self() === mine && mine.shared() === mine);
   assert.equal(Store.open('opened').size, 9);
+  delete require.cache[file];
+  assert.equal(require(file).types.Store, Store, 'loaded again');
 });
 
 test('what is refused', () => {
@@ -81,7 +83,7 @@ test('what is refused', () => {
     [/^EDISPOSED: size: argument 1 \(store\): the Store has been/, () => values.size(disposed)],
     [/^EBUSY: Store.close: this: the Store is being used$/, () => store.each(() => store.close())],
     [/^EUNKNOWN: not yet$/, () => new Store('stubborn').close()],
-    [/^EBADARG: the C\+\+ type of Again is Store already$/, () => values.mistake(0)],
+    [/^EBADARG: the C\+\+ type of Again is Other already$/, () => values.mistake(0)],
     [/^EBADARG: Late extends a class that is no type of the module yet$/, () => values.mistake(1)],
     [/^EBADARG: Other.x is defined twice$/, () => values.mistake(2)],
     [/^EBADARG: take: the module has no type .*Unknown: give it one/, () => values.mistake(3)],

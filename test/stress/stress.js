@@ -14,7 +14,7 @@ const { Worker } = require('node:worker_threads');
 const { bridge, repliesOf, run } = require('../support');
 
 const plainFile = require.resolve('../build/Release/plain.node');
-const { tasks } = require(plainFile);
+const { tasks, types } = require(plainFile);
 
 const mebibytes = (bytes) => `${(bytes / 2 ** 20).toFixed(1)} MiB`;
 const tick = () => new Promise((resolve) => setImmediate(resolve));
@@ -45,6 +45,23 @@ async function task(count) {
   over = true;
   assert.deepEqual([result, next], [count, count]);
   return onProgress;
+}
+
+/** Objects of a class that are made and dropped; some have tasks, some are held by native code. */
+async function objects(total) {
+  const { Store, values } = types;
+  const make = (i) => {
+    const store = new Store('a name that is not short', i % 3);
+    if (i % 100 === 0) values.keep(store);
+    return i % 1000 === 0 && store.work(0);
+  };
+  for (let i = 0; i < total; ++i) if (make(i)) await make(i);
+  values.kept();
+  for (let turn = 0; values.living() > 0 && turn < 100; ++turn) {
+    global.gc();
+    await tick();
+  }
+  assert.equal(values.living(), 0, 'objects that still live');
 }
 
 /** Runs `total` jobs or tasks, `inFlight` at a time. */
@@ -91,9 +108,13 @@ async function firstNotifications() {
 
 /** Workers that are terminated at any moment, four at a time, with tasks queued and running. */
 async function workers(total) {
-  const script = `const { count, work } = require(${JSON.stringify(plainFile)}).tasks;
+  const script = `const { tasks, types } = require(${JSON.stringify(plainFile)});
+    const { count, work } = tasks;
+    const { Store } = types;
     const { signal } = new AbortController();
     const onProgress = () => {};
+    const store = new Store('', 1);
+    for (let i = 0; i < 8; ++i) store.work(1e6, { onProgress });
     for (let i = 0; i < 8; ++i) work(1e6, 0, { signal, onProgress }).catch(() => {});
     (async () => { for (;;) await count(100, 0, { onProgress }); })();`;
   const lane = async () => {
@@ -144,6 +165,8 @@ async function main(scale = 1) {
     await measure('ten rounds', () => residentSetIsFlat(round));
     await measure('callbacks', () => callbacksAreCollected(start));
   }
+  const someObjects = () => objects(million / 10);
+  await measure(`${million} objects in ten rounds`, () => residentSetIsFlat(someObjects));
   const someWorkers = () => workers(Math.ceil(20 * scale));
   await measure('ten rounds of Workers', () => residentSetIsFlat(someWorkers, 64));
   const processes = Math.round(500 * scale);
