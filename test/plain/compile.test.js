@@ -54,9 +54,15 @@ test('declarations', () => {
     const text: string = plain.apply((a: string, b: number | undefined) => a + b, '');
     const sum: number = plain.add(1, undefined) + plain.add(1, null) + plain.add(1);
     const nodes: (plain.Node | undefined)[] = plain.nested(1).nodes;
+    const { Large, Store, values } = plain.types;
+    const store = values.stores([new Large(), Store.open('x')])[0].self();
+    const worked: Promise<number> = store.work(store.add(1), { onProgress: (n: number) => n });
+    void [store.size++, store.close(), store[Symbol.dispose]()];
     // @ts-expect-error
-    plain['make-text']('1', plain.default.most);
-    export { map, nodes, rows, sum, text };`;
+    [plain['make-text']('1', plain.default.most), (store.fixed = 1), values.size({})];
+    // @ts-expect-error
+    new plain.types.Plain(1);
+    export { map, nodes, worked, rows, sum, text };`;
   const build = path.join(__dirname, '../build');
   fs.writeFileSync(path.join(build, 'plain.d.ts'), declare());
   fs.writeFileSync(path.join(build, 'use.ts'), use);
