@@ -64,8 +64,19 @@ void Uses::note(ZaxInstance& instance) {
   const bool mayBeBusy = current && current->ofTask_;
   if (instance.disposed || (instance.claims > 0 && !mayBeBusy)) refuseInstance(instance);
   if (!current) return;
-  current->instances_.push_back(&instance);
+  current->add(&instance);
   beginUse(instance);
+}
+
+void Uses::add(ZaxInstance* instance) {
+  constexpr std::size_t few = sizeof(few_) / sizeof(few_[0]);
+  if (size_ == few) more_.assign(few_, few_ + few);
+  if (size_ < few) {
+    few_[size_] = instance;
+  } else {
+    more_.push_back(instance);
+  }
+  ++size_;
 }
 
 namespace {

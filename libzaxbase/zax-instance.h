@@ -75,7 +75,7 @@ class Uses {
   explicit Uses(bool ofTask = false) : ofTask_(ofTask), outer_(current) { current = this; }
   ~Uses() {
     close();
-    for (ZaxInstance* instance : instances_) endUse(*instance);
+    for (std::size_t i = 0; i < size_; ++i) endUse(*data()[i]);
   }
   Uses(const Uses&) = delete;
   Uses& operator=(const Uses&) = delete;
@@ -89,14 +89,19 @@ class Uses {
     if (current == this) current = outer_;
   }
 
-  const std::vector<ZaxInstance*>& instances() const { return instances_; }
+  ZaxInstance* const* data() const { return more_.empty() ? few_ : more_.data(); }
+  std::size_t size() const { return size_; }
 
  private:
+  void add(ZaxInstance* instance);
+
   static thread_local Uses* current;
 
   const bool ofTask_;
   Uses* outer_;
-  std::vector<ZaxInstance*> instances_;
+  std::size_t size_ = 0;
+  ZaxInstance* few_[4];
+  std::vector<ZaxInstance*> more_;  ///< all of them, when they are more
 };
 
 /// The object of the type that a value is an instance of. Throws BadArgument and UnusableInstance.

@@ -163,8 +163,7 @@ ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& opt
 ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses& uses,
                           bool exclusive) {
   uses.close();
-  const std::vector<ZaxInstance*>& instances = uses.instances();
-  return backend->startTaskOf(call.release(), instances.data(), instances.size(), exclusive,
+  return backend->startTaskOf(call.release(), uses.data(), uses.size(), exclusive,
                               options.signal.get(), options.onProgress.get());
 }
 

@@ -126,8 +126,8 @@ test('instances as values', () => {
   const [a, b] = [new Store('a', 1), new Store('b', 2)];
   assert.deepEqual([values.size(a), values.maybe(null), values.maybe(b) === b], [1, null, true]);
   assert.deepEqual([a.isSame(a), a.isSame(b)], [true, false]);
-  const [first, second, third] = values.stores([b, a, b]);
-  assert(first === b && second === a && third === b);
+  const many = [b, a, b, new Store('c'), a, b, a];
+  assert(values.stores(many).every((store, i) => store === many[i]));
   const holder = values.holder({ store: a, plain: values.plain(8) });
   assert(holder.store === a && holder.plain instanceof Plain);
   assert.equal(values.number(holder.plain), 8);
