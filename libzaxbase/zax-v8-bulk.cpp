@@ -1,6 +1,7 @@
 #include "zax-v8-bulk.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "zax-v8-backend.h"
 #include "zax-v8-environment.h"
@@ -11,6 +12,19 @@ namespace zax {
 namespace {
 
 constexpr std::size_t capacity = 8192;  // numbers, and values
+
+/// A text as script writes it.
+std::string scriptText(const char* text) {
+  std::string result = "\"";
+  for (; *text != '\0'; ++text) {
+    const auto unit = static_cast<unsigned char>(*text);
+    char escaped[8];
+    std::snprintf(escaped, sizeof(escaped), "\\u%04x", unit);
+    const bool plain = unit >= ' ' && *text != '"' && *text != '\\';
+    result += plain ? std::string(1, *text) : escaped;
+  }
+  return result + "\"";
+}
 
 v8::MaybeLocal<v8::Function> compile(v8::Local<v8::Context> context, const std::string& body) {
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
@@ -81,7 +95,7 @@ std::string ShapeScripts::readerBody() const {
   for (std::size_t i = 0; i < shape_->count; ++i) {
     const std::string member = concat({"m", std::to_string(i)});
     const ZaxColumn column = shape_->columns[i];
-    loads += concat({"const ", member, " = row[\"", shape_->names[i], "\"];\n"});
+    loads += concat({"const ", member, " = row[", scriptText(shape_->names[i]), "];\n"});
     if (column == ZaxValueColumn) {
       stores += concat({"values[j++] = ", member, ";\n"});
       continue;
@@ -104,8 +118,8 @@ std::string ShapeScripts::writerBody() const {
   for (std::size_t i = 0; i < shape_->count; ++i) {
     const ZaxColumn column = shape_->columns[i];
     // A literal's own names have room in the object; the one that is special there is computed.
-    const std::string_view name = shape_->names[i];
-    members += concat({name == "__proto__" ? "[\"__proto__\"]" : name, ": ",
+    const std::string name = scriptText(shape_->names[i]);
+    members += concat({name == "\"__proto__\"" ? "[\"__proto__\"]" : name, ": ",
                        column == ZaxValueColumn    ? "values[j++], "
                        : column == ZaxNumberColumn ? "numbers[k++], "
                                                    : "numbers[k++] !== 0, "});
