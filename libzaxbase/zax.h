@@ -13,6 +13,7 @@
 #include "zax-handle.h"
 #include "zax-instance.h"
 #include "zax-module.h"
+#include "zax-table.h"
 #include "zax-task.h"
 #include "zax-type.h"
 #include "zax-value.h"

@@ -15,6 +15,7 @@
 #include "zax-handle.cpp"
 #include "zax-instance.cpp"
 #include "zax-module.cpp"
+#include "zax-table.cpp"
 #include "zax-task.cpp"
 #include "zax-type.cpp"
 #include "zax-value.cpp"
