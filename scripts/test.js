@@ -16,7 +16,7 @@ function runFiles(files, ...flags) {
 }
 
 ensureModules();
-ensurePackages('compiler', 'make', 'python', 'gtest');
+ensurePackages('compiler', 'make', 'python', 'gtest', 'sqlite');
 if (folders[0] === '--slow') {
   runFiles(filesIn('test', /\.slow-test\.js$/), '--test-force-exit');
   process.exit();
@@ -29,6 +29,7 @@ const isWhole = folders.length === 0;
 if (isWhole) {
   folders.push('test');
   build('examples/digest');
+  build('examples/sqlite');
   build('examples/words');
 }
 run('test/build/Release/native_tests', ['--gtest_brief=1'], { env });

@@ -16,6 +16,7 @@ const packages = {
   compiler: { has: () => succeeds('g++', '--version'), apt: 'g++' },
   make: { has: () => succeeds('make', '--version'), apt: 'make' },
   python: { has: () => succeeds('python3', '--version'), apt: 'python3' },
+  sqlite: { has: () => compiles('#include <sqlite3.h>'), apt: 'libsqlite3-dev' },
   gtest: { has: () => compiles('#include <gtest/gtest.h>'), apt: 'libgtest-dev' },
   clang: { has: () => succeeds('clang++', '--version'), apt: 'clang' },
   fuzzer: {
