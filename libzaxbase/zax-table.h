@@ -54,7 +54,7 @@ class Table {
 
   Cell& add(Kind kind, std::size_t size) {
     if (kind != Number && kind != Integer) isMixed_[column_] = true;
-    if (++column_ == columns_.size()) column_ = 0;
+    if (++column_ >= columns_.size()) column_ = 0;
     Cell& cell = cells_.emplace_back();
     cell.kind = kind;
     cell.size = size;

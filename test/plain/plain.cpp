@@ -191,6 +191,35 @@ void addTasks(zax::Module&& tasks) {
   tasks.function("living", [] { return Counted::living.load(); });
 }
 
+/// Adds a cell of its type to a table; a number without fraction as an integer, and a bigint that
+/// is too large for a number too.
+struct AddCell {
+  void operator()(std::nullptr_t) const { table.addNull(); }
+  void operator()(bool value) const { table.addBoolean(value); }
+  void operator()(std::int64_t value) const { table.addInteger(value); }
+  void operator()(double value) const { table.addNumber(value); }
+  void operator()(zax::BigInt64 value) const {
+    if (value.value >> 53) return table.addInteger(value.value);
+    table.addBigInt(value.value);
+  }
+  void operator()(const std::string& value) const { table.addText(value); }
+  void operator()(const zax::Bytes& value) const { table.addBytes(value.data(), value.size()); }
+
+  zax::Table& table;
+};
+
+using Cell = std::variant<std::nullptr_t, bool, zax::BigInt64, std::int64_t, double, std::string,
+                          zax::Bytes>;
+
+zax::Table makeTable(const std::vector<std::string>& columns, const std::vector<Cell>& cells,
+                     int times) {
+  zax::Table table(columns);
+  for (int i = 0; i < times; ++i) {
+    for (const Cell& cell : cells) std::visit(AddCell{table}, cell);
+  }
+  return table;
+}
+
 }  // namespace
 
 /// In types.cpp.
@@ -203,6 +232,7 @@ ZAX_MODULE(module) {
   addCallbacks(module);
   addTasks(module.object("tasks"));
   addClasses(module.object("types"));
+  module.function("table", makeTable, {"columns", "cells", "times"});
   const auto destroy = [](const int* value) { delete value, ++destroyed; };
   module.function("counted", [value = std::shared_ptr<int>(new int, destroy)] { (void)value; });
   module.value("default", std::map<std::string, int>{{"most", 5}});
