@@ -64,6 +64,11 @@ const StructType* shapeOf(const std::vector<std::string>& names, std::vector<Zax
   return &shapes.emplace(std::move(key), std::move(shape)).first->second->type();
 }
 
+Handle smallBuffer(std::string_view bytes) {
+  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  return checked(backend->makeSmallBuffer(data, bytes.size()));
+}
+
 }  // namespace
 
 /// Goes through a table cell by cell, as the rows' writers ask for one after another.
@@ -101,9 +106,12 @@ class TableWriter {
     return cell.kind == Table::Number ? cell.number : Value<std::int64_t>::toNumber(cell.integer);
   }
 
+  std::string_view contents(const Table::Cell& cell) const {
+    return {table_.contents_.data() + cell.index, cell.size};
+  }
+
   Handle value() {
     const Table::Cell& cell = *cell_++;
-    const char* contents = table_.contents_.data() + cell.index;
     switch (cell.kind) {
       case Table::Boolean:
         return Handle::boolean(cell.integer != 0);
@@ -114,10 +122,9 @@ class TableWriter {
       case Table::BigInt:
         return to(BigInt64{cell.integer});
       case Table::Text:
-        return Handle::text({contents, cell.size});
+        return Handle::text(contents(cell));
       case Table::FewBytes:
-        return checked(
-            backend->makeSmallBuffer(reinterpret_cast<const std::uint8_t*>(contents), cell.size));
+        return smallBuffer(contents(cell));
       case Table::ManyBytes:
         return to(std::move(table_.blobs_[cell.index]));
       default:
