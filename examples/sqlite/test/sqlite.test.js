@@ -67,10 +67,10 @@ test('a statement tells its progress; cancelling ends it, and not the one beside
   });
   assert.deepStrictEqual(told[1], { instructions: 100_000, rows: 0 });
 
+  const other = await database.prepare(`${numbers} SELECT i FROM n`);
   const controller = new AbortController();
   const onProgress = () => controller.abort();
   const cancelled = count.get([1e12], { signal: controller.signal, onProgress });
-  const other = await database.prepare(`${numbers} SELECT i FROM n`);
   await Promise.all([
     assert.rejects(cancelled, { name: 'AbortError' }),
     other.all([1e5]).then((rows) => assert.deepStrictEqual(rows.at(-1), { i: 1e5 })),
