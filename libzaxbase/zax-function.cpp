@@ -177,7 +177,7 @@ std::string Function::declareParameter(int index) const {
                  acceptsUndefined(type) ? " | null" : ""});
 }
 
-std::string Function::declare(const std::string& indentation, const std::string& end) const {
+std::string Function::declare(const std::string& indentation, bool hasResult) const {
   constexpr std::size_t longest = 82;  // With "export function " a line of 100.
   std::string line;
   std::string lines;
@@ -186,16 +186,18 @@ std::string Function::declare(const std::string& indentation, const std::string&
     line += concat({i > 0 ? ", " : "", parameter});
     lines += concat({"\n", indentation, "  ", parameter, ","});
   }
+  // After the parameters: in this order the types that they refer to are declared.
+  const std::string end = hasResult ? concat({"): ", signature_.result()}) : ")";
   if (name_.size() + line.size() + end.size() <= longest) return concat({"(", line, end});
   return concat({"(", lines, "\n", indentation, end});
 }
 
 std::string Function::declaration(const std::string& indentation) const {
-  return declare(indentation, concat({"): ", signature_.result()}));
+  return declare(indentation, true);
 }
 
 std::string Function::parameterList(const std::string& indentation) const {
-  return declare(indentation, ")");
+  return declare(indentation, false);
 }
 
 }  // namespace zax

@@ -108,7 +108,7 @@ class Function : public ZaxFunction {
   std::string describe(int position) const;
   std::string parameterName(int index) const;
   std::string declareParameter(int index) const;
-  std::string declare(const std::string& indentation, const std::string& end) const;
+  std::string declare(const std::string& indentation, bool hasResult) const;
 
   std::string name_;  ///< for people: with that of its class
   const ZaxType* type_;
