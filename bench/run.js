@@ -40,7 +40,7 @@ function prepare() {
   const env = nodeFolder() ? { npm_config_nodedir: nodeFolder() } : {};
   const command = [process.execPath, nodeGyp()];
   if (compile({ native: true, command, env }) !== 0) throw new Error('nothing prebuilt');
-  build('bench');
+  for (const folder of ['bench', 'examples/sqlite', 'examples/sqlite/comparison']) build(folder);
 }
 
 function write(rows, rounds) {

@@ -109,9 +109,9 @@ void refuse(const Napi::CallbackInfo& info) {
 class Counter : public Napi::ObjectWrap<Counter> {
  public:
   static Napi::Function makeClass(Napi::Env env) {
-    return DefineClass(env, "Counter",
-                       {InstanceMethod<&Counter::add>("add"),
-                        InstanceAccessor<&Counter::value>("value")});
+    return DefineClass(
+        env, "Counter",
+        {InstanceMethod<&Counter::add>("add"), InstanceAccessor<&Counter::value>("value")});
   }
 
   explicit Counter(const Napi::CallbackInfo& info)

@@ -190,10 +190,10 @@ v8::Local<v8::Function> makeCounterClass(v8::Isolate* isolate) {
   const auto signature = v8::Signature::New(isolate, made);
   made->SetClassName(toV8(isolate, "Counter"));
   made->InstanceTemplate()->SetInternalFieldCount(1);
-  made->PrototypeTemplate()->Set(toV8(isolate, "add"), v8::FunctionTemplate::New(
-      isolate, addToCounter, {}, signature));
-  made->PrototypeTemplate()->SetAccessorProperty(toV8(isolate, "value"), v8::FunctionTemplate::New(
-      isolate, counterValue, {}, signature));
+  made->PrototypeTemplate()->Set(toV8(isolate, "add"),
+                                 v8::FunctionTemplate::New(isolate, addToCounter, {}, signature));
+  made->PrototypeTemplate()->SetAccessorProperty(
+      toV8(isolate, "value"), v8::FunctionTemplate::New(isolate, counterValue, {}, signature));
   return made->GetFunction(isolate->GetCurrentContext()).ToLocalChecked();
 }
 

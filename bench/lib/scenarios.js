@@ -13,6 +13,7 @@ const { names, secondNapi, zaxTask, literal } = require('./contenders');
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
+const onSqlite = Number(process.versions.node.split('.')[0]) >= 22;
 const onNewest = Number(process.versions.node.split('.')[0]) >= 26;
 const buildFolder = path.join(__dirname, '../build');
 const mebibyte = 1024 * 1024;
@@ -305,6 +306,36 @@ async function s16({ contenders, rounds }) {
   ];
 }
 
+/** Rows from SQLite by the example, by the same on node-addon-api, and by Node's own module. */
+async function s17({ rounds }) {
+  const example = path.join(__dirname, '../../examples/sqlite');
+  const file = path.join(fs.mkdtempSync(path.join(os.tmpdir(), 'bench-')), 'rows.db');
+  const query = 'SELECT * FROM row';
+  const { Database } = require(example);
+  const database = new Database(file);
+  await database.exec(`CREATE TABLE row (id INTEGER PRIMARY KEY, value REAL, text TEXT, none, bytes);
+    WITH RECURSIVE number(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM number WHERE i < 100000)
+    INSERT INTO row SELECT i, i * 0.75, 'row ' || i, NULL, randomblob(16) FROM number`);
+  const napi = require(`${example}/comparison/build/Release/sqlite_napi.node`);
+  const statements = {
+    zax: await database.prepare(query),
+    napi: await new napi.Database(file).prepare(query),
+  };
+  const { DatabaseSync } = onSqlite ? require('node:sqlite') : {};
+  if (DatabaseSync) statements['node:sqlite'] = new DatabaseSync(file).prepare(query);
+  const { wall } = await interleave(Object.keys(statements), rounds, async (name) => {
+    const stop = tasks.meter();
+    const rows = await statements[name].all();
+    const figures = stop(1e6);
+    if (rows.length !== 100000 || rows[9].text !== 'row 10') throw new Error('wrong rows');
+    return figures;
+  });
+  fs.rmSync(path.dirname(file), { recursive: true });
+  const { 'node:sqlite': node, ...figures } = wall;
+  const beside = node ? ` (node:sqlite: ${node.median.toFixed(0)})` : '';
+  return [row(`100,000 rows of SQLite${beside}`, 'ms', figures, goal('napi', 0.7))];
+}
+
 async function s15(bench) {
   const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 20 };
   return [await repeatedApart(bench, '20,000 rows out', 'ms', out, goal('peer', 0.35))];
@@ -327,4 +358,5 @@ module.exports = {
   S14: s14,
   S15: s15,
   S16: s16,
+  S17: s17,
 };

@@ -188,6 +188,7 @@ async function progressWithGrowth(contender, options) {
 }
 
 module.exports = {
+  meter,
   sync,
   repeat,
   jobs,
