@@ -177,8 +177,9 @@ std::string Function::declareParameter(int index) const {
                  acceptsUndefined(type) ? " | null" : ""});
 }
 
-std::string Function::declare(const std::string& indentation, bool hasResult) const {
-  constexpr std::size_t longest = 82;  // With "export function " a line of 100.
+std::string Function::declaration(const std::string& head, const std::string& indentation,
+                                  bool hasResult) const {
+  constexpr std::size_t longest = 98;  // With "(" and ";" a line of 100.
   std::string line;
   std::string lines;
   for (int i = 0; i < signature_.count; ++i) {
@@ -188,16 +189,8 @@ std::string Function::declare(const std::string& indentation, bool hasResult) co
   }
   // After the parameters: in this order the types that they refer to are declared.
   const std::string end = hasResult ? concat({"): ", signature_.result()}) : ")";
-  if (name_.size() + line.size() + end.size() <= longest) return concat({"(", line, end});
-  return concat({"(", lines, "\n", indentation, end});
-}
-
-std::string Function::declaration(const std::string& indentation) const {
-  return declare(indentation, true);
-}
-
-std::string Function::parameterList(const std::string& indentation) const {
-  return declare(indentation, false);
+  if (head.size() + line.size() + end.size() <= longest) return concat({head, "(", line, end});
+  return concat({head, "(", lines, "\n", indentation, end});
 }
 
 }  // namespace zax

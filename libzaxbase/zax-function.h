@@ -61,11 +61,10 @@ class Function : public ZaxFunction {
   Function(const Function&) = delete;
   Function& operator=(const Function&) = delete;
 
-  /// What follows the name in a declaration file, as in `(values: number[]): number`; a line for
-  /// each parameter, indented further than the name is, where one does not hold them all.
-  std::string declaration(const std::string& indentation) const;
-  /// The same without the result.
-  std::string parameterList(const std::string& indentation) const;
+  /// Its declaration, as in `(values: number[]): number` after `head`, which is what stands before
+  /// on the line; a line for each parameter, indented further, where one does not hold them all.
+  std::string declaration(const std::string& head, const std::string& indentation,
+                          bool hasResult = true) const;
   const std::string& text() const { return text_; }
   const char* jsName() const { return ZaxFunction::name; }
   /// With the name of the class that it belongs to.
@@ -108,7 +107,6 @@ class Function : public ZaxFunction {
   std::string describe(int position) const;
   std::string parameterName(int index) const;
   std::string declareParameter(int index) const;
-  std::string declare(const std::string& indentation, bool hasResult) const;
 
   std::string name_;  ///< for people: with that of its class
   const ZaxType* type_;

@@ -55,40 +55,47 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
   std::string text;
   for (const auto& entry : contents.entries) {
     const std::string name = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
-    text += concat({documentation(entry.text, indentation), indentation});
+    text += documentation(entry.text, indentation);
     if (entry.function) {
-      text += name + entry.function->declaration(indentation);
+      text += entry.function->declaration(concat({indentation, name}), indentation);
     } else if (entry.type) {
-      text += concat({"readonly ", name, ": typeof ", declarable(entry.name)});
+      text += concat({indentation, "readonly ", name, ": typeof ", declarable(entry.name)});
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
-      text += concat({name, ": {\n", members, indentation, "}"});
+      text += concat({indentation, name, ": {\n", members, indentation, "}"});
     } else {
-      text += concat({"readonly ", name, ": ", entry.declaration()});
+      text += concat({indentation, "readonly ", name, ": ", entry.declaration()});
     }
     text += ";\n";
   }
   return text;
 }
 
-/// What a name is declared as: `keyword` and its type.
-std::string declareAs(const ModuleContents::Entry& entry, const std::string& name) {
-  if (entry.function) return concat({"function ", name, entry.function->declaration("")});
-  if (entry.type) return concat({"class ", name, entry.type->declaration("")});
-  if (entry.group)
-    return concat({"const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
-  return concat({"const ", name, ": ", entry.declaration()});
+/// The statement that declares an entry under a name, after `keyword`.
+std::string declareAs(const char* keyword, const ModuleContents::Entry& entry,
+                      const std::string& name) {
+  std::string text = documentation(entry.text, "");
+  if (entry.type) {
+    return concat({text, keyword, "class ", name, entry.type->declaration(""), "\n\n"});
+  }
+  if (entry.function) {
+    text += entry.function->declaration(concat({keyword, "function ", name}), "");
+  } else if (entry.group) {
+    text += concat({keyword, "const ", name, ": {\n", declareMembers(*entry.group, "  "), "}"});
+  } else {
+    text += concat({keyword, "const ", name, ": ", entry.declaration()});
+  }
+  return text + ";\n\n";
 }
 
-/// One export, as a statement. Any name can be exported, but not every one declared.
+/// One export. Any name can be exported, but not every one declared.
 std::string declareExport(const ModuleContents::Entry& entry) {
-  const std::string head = documentation(entry.text, "");
   const std::string name = declarable(entry.name);
-  const std::string end = entry.type ? "\n" : ";\n";
-  if (name == entry.name) return concat({head, "export ", declareAs(entry, name), end, "\n"});
+  if (name == entry.name) return declareAs("export ", entry, name);
   const std::string exported = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
-  return concat({head, "declare ", declareAs(entry, name), end, "export { ", name, " as ", exported,
-                 " };\n\n"});
+  std::string text = declareAs("declare ", entry, name);
+  text.pop_back();  // The two statements belong together.
+  return concat({text, "export { ", name, " as ", exported, " };\n\n"});
 }
 
 /// The classes of a group, to which its members refer.
@@ -96,9 +103,7 @@ std::string declareClasses(const ModuleContents& group) {
   std::string text;
   for (const auto& entry : group.entries) {
     if (entry.group) text += declareClasses(*entry.group);
-    if (!entry.type) continue;
-    text += concat({documentation(entry.text, ""), "declare ",
-                    declareAs(entry, declarable(entry.name)), "\n\n"});
+    if (entry.type) text += declareAs("declare ", entry, declarable(entry.name));
   }
   return text;
 }

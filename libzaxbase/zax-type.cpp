@@ -99,8 +99,8 @@ std::string Type::declareMember(const Member& member, const std::string& indenta
   const char* before = member.kind == ZaxStaticFunction ? "static "
                        : member.kind == ZaxAccessor     ? "get "
                                                         : "";
-  std::string text = concat({documentation(function.text(), indentation), indentation, before,
-                             shown, function.declaration(indentation), ";\n"});
+  std::string text = documentation(function.text(), indentation);
+  text += function.declaration(concat({indentation, before, shown}), indentation) + ";\n";
   if (member.setter) {
     const std::string type = member.setter->signature().parameters[0]();
     text += concat({indentation, "set ", shown, "(value: ", type,
@@ -117,7 +117,7 @@ std::string Type::declaration(const std::string& indentation) const {
   std::string text = ZaxType::base ? concat({" extends ", declarable(ZaxType::base->name)}) : "";
   text += " {\n";
   if (constructor_) {
-    text += concat({inner, "constructor", constructor_->parameterList(inner), ";\n"});
+    text += constructor_->declaration(concat({inner, "constructor"}), inner, false) + ";\n";
   } else {
     text += concat({inner, "private constructor();\n"});
   }
@@ -145,7 +145,7 @@ void checkTypes(const Function& function) {
   if (!function.signature().usesInstances) return;
   const Declarations types;  // so that the members of structs are declared too
   try {
-    (void)function.declaration("");
+    (void)function.declaration("", "");
   } catch (const ConversionError& e) {
     throw ErrnoGenericException<EBADARG>(
         __("%(function)s: %(problem)s", "function", function.fullName(), "problem", e.what()),
