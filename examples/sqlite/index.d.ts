@@ -19,10 +19,7 @@ export interface Changes {
 export class Database {
   constructor(path: string, options?: DatabaseOptions | undefined | null);
   /** Compiles one statement. */
-  prepare(
-    sql: string,
-    options?: { signal?: AbortSignal },
-  ): Promise<Statement>;
+  prepare(sql: string, options?: { signal?: AbortSignal }): Promise<Statement>;
   /** Runs statements that give nothing back. */
   exec(
     sql: string,
