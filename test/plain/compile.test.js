@@ -7,8 +7,8 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const { test } = require('node:test');
-const ts = require('typescript');
 
+const { diagnose } = require('../../scripts/typescript');
 const { run } = require('../support');
 
 /** Runs the compiler on an add-on with one function. */
@@ -47,7 +47,7 @@ for (const [fn, sentence] of [
 test('declarations', () => {
   const plain = require('../build/Release/plain.node');
   const declare = plain[Symbol.for('zaxbase.declarations')];
-  const use = `import * as plain from './plain';
+  const use = `import * as plain from './plain.mjs';
     type Row = [plain.Point | undefined, boolean | string | number[], 'red' | 'green'];
     const rows: Record<string, Row[]> = plain.same.composed({} as Record<string, Row[]>);
     const map: Map<number, string> = plain.same.numbers(new Map());
@@ -64,13 +64,9 @@ test('declarations', () => {
     new plain.types.Plain(1);
     export { map, nodes, worked, rows, sum, text };`;
   const build = path.join(__dirname, '../build');
-  fs.writeFileSync(path.join(build, 'plain.d.ts'), declare());
-  fs.writeFileSync(path.join(build, 'use.ts'), use);
-  const [module, moduleResolution] = [ts.ModuleKind.ES2022, ts.ModuleResolutionKind.Bundler];
-  const options = { strict: true, target: 9, module, moduleResolution, types: [] };
-  const program = ts.createProgram([path.join(build, 'use.ts')], options);
-  const diagnostics = ts.getPreEmitDiagnostics(program).map(({ messageText }) => messageText);
-  assert.deepEqual(diagnostics, []);
-  assert.equal(declare(), fs.readFileSync(path.join(build, 'plain.d.ts'), 'utf8'));
+  fs.writeFileSync(path.join(build, 'plain.d.mts'), declare());
+  fs.writeFileSync(path.join(build, 'use.mts'), use);
+  assert.deepEqual(diagnose([path.join(build, 'use.mts')]), {});
+  assert.equal(declare(), fs.readFileSync(path.join(build, 'plain.d.mts'), 'utf8'));
   assert.match(declare(), /\/\*\* The sum\.\n \* Of two \*\\\/ numbers\. \*\/\nexport function/);
 });
