@@ -27,10 +27,10 @@ function targetOf(folder) {
   };
 }
 
-/** What the compiler that make takes says of itself, by the name of the macro. */
-function compilerMacros() {
+/** What the compiler that make takes says of itself and a header, by the name of the macro. */
+function compilerMacros(header = 'features.h') {
   const compiler = process.env.CXX_target ?? process.env.CXX ?? 'g++';
-  const command = `${compiler} -dM -E -x c++ -include features.h /dev/null`;
+  const command = `${compiler} -dM -E -x c++ -include ${header} /dev/null`;
   const { stdout } = spawn('sh', ['-c', command], { encoding: 'utf8' });
   return Object.fromEntries([...stdout.matchAll(/^#define (\w+) (.*)$/gm)].map(([, ...m]) => m));
 }
@@ -103,4 +103,4 @@ function compile({ native = false, args = [], ...options } = {}) {
   }
 }
 
-module.exports = { backendOf, compile, nodeGyp, objects, targetOf };
+module.exports = { backendOf, compile, compilerMacros, nodeGyp, objects, targetOf };

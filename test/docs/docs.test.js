@@ -156,8 +156,9 @@ test('the code of the documentation', async (t) => {
 
   await t.test('the first add-on ends as the scaffold begins', () => {
     const { folder } = pages.find(({ file }) => file === 'docs/first-add-on.md');
-    for (const file of filesIn('libzaxbase/template', /(?<!README)\.\w+$/)) {
-      const own = path.join(folder, path.relative('libzaxbase/template', file));
+    const template = /^libzaxbase\/template\/(common|javascript)\/(?!README|\.github)(?=.*\.\w+$)/;
+    for (const file of filesIn('libzaxbase/template', template)) {
+      const own = path.join(folder, file.replace(template, ''));
       assert.strictEqual(read(own), read(file).replace(/ADDON_(PACKAGE|NAME)/g, 'my-addon'), file);
     }
   });

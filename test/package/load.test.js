@@ -1,6 +1,6 @@
 'use strict';
 
-// What stands between an add-on's folder and its exports: `load`, and `zaxbase types`.
+// What stands between an add-on's folder and its exports: `load`, `zaxbase types` and `zaxbase doctor`.
 
 const assert = require('node:assert');
 const fs = require('node:fs');
@@ -9,7 +9,7 @@ const path = require('node:path');
 const { after, test } = require('node:test');
 const { pathToFileURL } = require('node:url');
 const { load } = require('zaxbase/runtime');
-const { root } = require('../../scripts/toolchain');
+const { nodeFolder, root } = require('../../scripts/toolchain');
 const { run } = require('../support');
 
 const words = path.join(root, 'examples/words');
@@ -36,8 +36,17 @@ function addOn(...files) {
   return made;
 }
 
+const program = path.join(root, 'libzaxbase/bin/zaxbase.js');
+const [a, main, old] = ['a', 'main', 'old'].map((name) => `build/Release/${name}.node`);
+
+/** Makes one that was built for another Node. */
+async function outdatedAddOn() {
+  const made = addOn('binding.gyp', 'old.c', old);
+  await run('gcc', ['-shared', '-fPIC', '-o', old, 'old.c'], { cwd: made });
+  return made;
+}
+
 test('load finds the binary, or says what is missing or wrong', async () => {
-  const [a, main, old] = ['a', 'main', 'old'].map((name) => `build/Release/${name}.node`);
   for (const place of [
     ...[words, path.relative('', words), pathToFileURL(`${words}/`)],
     pathToFileURL(`${words}/index.js`).href,
@@ -46,8 +55,7 @@ test('load finds the binary, or says what is missing or wrong', async () => {
   ]) {
     assert.strictEqual(load(place).words.name, 'words');
   }
-  const outdated = addOn('old.c', old);
-  await run('gcc', ['-shared', '-fPIC', '-o', old, 'old.c'], { cwd: outdated });
+  const outdated = await outdatedAddOn();
   const versions = `another Node (NODE_MODULE_VERSION 1). This is Node ${process.versions.node} `;
   for (const [place, code, ...texts] of [
     [addOn('binding.gyp'), 'MODULE_NOT_FOUND', main, 'build/Debug/main.node', 'node-gyp rebuild'],
@@ -61,16 +69,22 @@ test('load finds the binary, or says what is missing or wrong', async () => {
   }
 });
 
-test('zaxbase types prints declarations, or says why there are none', async () => {
-  const command = [path.join(root, 'libzaxbase/bin/zaxbase.js'), 'types'];
-  for (const [file, status, printed] of [
-    ['examples/words/build/Release/words.node', 0, /^export interface Opt.*function words\(/s],
-    ['echo/build/Release/echo.node', 1, / does not register with ZAX_MODULE\n$/],
-    ['none.node', 1, /^There is no \S+none.node: build the add-on first\n$/],
-    ['package.json', 1, / cannot be loaded: /],
+test('zaxbase types prints declarations and finds stale ones, or says why there are none', async () => {
+  const stale = addOn('index.d.ts');
+  const current = path.join(stale, 'current.d.ts');
+  for (const [args, status, printed] of [
+    [['build/Release/words.node'], 0, /^export interface Opt.*function words\(/s],
+    [['--write', current], 0, /^$/],
+    [['--check', current], 0, /^$/],
+    [['--check', path.join(stale, 'index.d.ts')], 1, / write it anew: npm run types\n$/],
+    [[path.join(root, 'echo/build/Release/echo.node')], 1, / does not register with ZAX_MODULE\n$/],
+    [['none.node'], 1, /^There is no \S+none.node: build the add-on first\n$/],
+    [['package.json'], 1, / cannot be loaded: /],
+    [['--wrong'], 1, /^Usage:\n/],
   ]) {
-    const result = await run(process.execPath, [...command, file], { cwd: root });
-    assert.strictEqual(result.status, status);
+    const result = await run(process.execPath, [program, 'types', ...args], { cwd: words });
     assert.match(result.stdout + result.stderr, printed);
+    assert.strictEqual(result.status, status);
   }
 });
+

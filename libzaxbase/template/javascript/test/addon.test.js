@@ -2,7 +2,9 @@
 
 const assert = require('node:assert');
 const test = require('node:test');
-const { smallestFactor, centroid, countPrimes } = require('..');
+const addon = require('..');
+
+const { smallestFactor, centroid, countPrimes } = addon;
 
 test('what the functions return', () => {
   assert.strictEqual(smallestFactor(91), 7);
@@ -35,4 +37,9 @@ test('a task tells its progress and can be cancelled', async () => {
 
   const cancelled = countPrimes(1e9, { signal: AbortSignal.timeout(10) });
   await assert.rejects(cancelled, { name: 'TimeoutError' });
+});
+
+test('import has what require has', async () => {
+  const { ...imported } = await import('../index.mjs');
+  assert.deepStrictEqual(imported, { ...addon });
 });

@@ -1,0 +1,5 @@
+// For `import`: Node cannot see the names of a native module's properties.
+
+import { load } from 'zaxbase/runtime';
+
+export const { smallestFactor, centroid, countPrimes } = load(import.meta.url);
