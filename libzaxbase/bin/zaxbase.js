@@ -2,6 +2,7 @@
 'use strict';
 
 const { types } = require('../declarations');
+const { doctor } = require('../doctor');
 const { create } = require('../scaffold');
 const { backend, install, prebuild } = require('../shipping');
 
@@ -9,6 +10,7 @@ const usage = `Usage:
   zaxbase new NAME [--typescript]   makes an add-on, in a folder of that name
 
 In the folder of an add-on:
+  zaxbase doctor                    says what is missing or does not fit, and what mends it
   zaxbase types [FILE.node] [--write FILE | --check FILE]
                                     prints its TypeScript declarations, writes or compares them
   zaxbase prebuild [OPTION...]      builds it for publishing, as one binary for every Node
@@ -23,6 +25,7 @@ const takesNothing =
 /** Each command takes its arguments and returns the exit status, or undefined where they are wrong. */
 const commands = {
   new: create,
+  doctor: takesNothing(doctor),
   types,
   prebuild,
   install: takesNothing(install),

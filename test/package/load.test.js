@@ -88,3 +88,35 @@ test('zaxbase types prints declarations and finds stale ones, or says why there 
   }
 });
 
+test('zaxbase doctor says what is wrong, each with what mends it', async () => {
+  const nodedir = nodeFolder() ?? folder;
+  const nothing = { CXX: 'none', MAKE: 'none', PYTHON: 'none', npm_config_nodedir: '/none' };
+  const rebuild = /npx node-gyp rebuild$/;
+  const cases = [
+    [words, { npm_config_nodedir: nodedir }, nodeFolder() ? [] : ["Node's headers"]],
+    [
+      folder,
+      nothing,
+      ['C++ compiler', 'make', 'Python 3', "Node's headers"],
+      /^sudo |^npm config /,
+    ],
+    [addOn('binding.gyp'), { npm_config_nodedir: nodedir }, ['the add-on'], rebuild],
+    [await outdatedAddOn(), { npm_config_nodedir: nodedir }, ['the add-on'], rebuild],
+    [
+      path.join(root, 'echo'),
+      { npm_config_nodedir: nodedir },
+      ['Workers'],
+      /^register with ZAX_MODULE/,
+    ],
+  ];
+  for (const [cwd, env, expected, cure] of cases) {
+    const { status, stdout } = await run(process.execPath, [program, 'doctor'], { cwd, env });
+    const wrong = [...stdout.matchAll(/^wrong +(.+?): /gm)].map(([, name]) => name);
+    const cures = [...stdout.matchAll(/^ +mend it: (.*)$/gm)].map(([, text]) => text);
+    assert.deepStrictEqual(
+      [wrong, cures.length, status],
+      [expected, wrong.length, wrong.length && 1],
+    );
+    for (const text of cures) assert.match(text, cure);
+  }
+});
