@@ -116,4 +116,4 @@ function load(place) {
   }
 }
 
-module.exports = { load, open, publishedIn };
+module.exports = { lines, load, open, publishedIn };

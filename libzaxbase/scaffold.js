@@ -8,6 +8,9 @@ const path = require('node:path');
 const { parseArgs } = require('node:util');
 
 const template = path.join(__dirname, 'template');
+/** What has another name in the template: npm leaves out a .gitignore, and reads a manifest in a folder. */
+const renamed = { gitignore: '.gitignore', 'manifest.json': 'package.json' };
+
 const validName = /^(@[a-z0-9][a-z0-9._-]*\/)?[a-z0-9][a-z0-9._-]*$/;
 
 function isFree(folder) {
@@ -32,8 +35,8 @@ function copy(part, name) {
   for (const entry of fs.readdirSync(from, { recursive: true, withFileTypes: true })) {
     if (!entry.isFile()) continue;
     const source = path.join(entry.parentPath, entry.name);
-    // A package cannot carry a .gitignore: npm leaves it out.
-    const file = path.relative(from, source).replace(/^gitignore$/, '.gitignore');
+    const relative = path.relative(from, source);
+    const file = renamed[relative] ?? relative;
     const text = fs.readFileSync(source, 'utf8');
     fs.mkdirSync(path.dirname(path.join(baseName, file)), { recursive: true });
     fs.writeFileSync(

@@ -126,7 +126,8 @@ async function check({ place, output, sample = !output, fails, ...block }, page)
 }
 
 test('the code of the documentation', async (t) => {
-  const pages = ['README.md', ...filesIn('docs', /\.md$/)].map((file) => {
+  const readmes = ['', 'libzaxbase/', 'echo/'].map((folder) => `${folder}README.md`);
+  const pages = [...readmes, ...filesIn('docs', /\.md$/)].map((file) => {
     const name = file.replace(/\W/g, '-');
     return { file, name, folder: path.join(workspace, name), stages: stagesOf(file) };
   });
@@ -158,7 +159,7 @@ test('the code of the documentation', async (t) => {
     const { folder } = pages.find(({ file }) => file === 'docs/first-add-on.md');
     const template = /^libzaxbase\/template\/(common|javascript)\/(?!README|\.github)(?=.*\.\w+$)/;
     for (const file of filesIn('libzaxbase/template', template)) {
-      const own = path.join(folder, file.replace(template, ''));
+      const own = path.join(folder, file.replace(template, '').replace('manifest', 'package'));
       assert.strictEqual(read(own), read(file).replace(/ADDON_(PACKAGE|NAME)/g, 'my-addon'), file);
     }
   });

@@ -8,6 +8,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, before, test } = require('node:test');
+const { diagnose } = require('../../scripts/typescript');
 const { outputOf, pack } = require('./npm');
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zaxbase packages '));
@@ -49,26 +50,48 @@ test('the packed echo installs, builds and runs', async () => {
 });
 
 /** Makes an add-on from the template, with the packed framework, and resolves to its folder. */
-async function scaffold(cwd, name) {
+async function scaffold(cwd, name, ...flags) {
   fs.mkdirSync(cwd, { recursive: true });
   const command = ['exec', '--yes', `--package=${tarballs.zaxbase}`, '--', 'zaxbase', 'new', name];
-  await outputOf(cwd, 'npm', ...command);
+  await outputOf(cwd, 'npm', ...command, ...flags);
   const addon = path.join(cwd, path.basename(name));
   const content = JSON.parse(fs.readFileSync(path.join(addon, 'package.json'), 'utf8'));
   writeManifest(addon, { ...content, dependencies: { zaxbase: tarballs.zaxbase } });
   return addon;
 }
 
-test('the add-on that zaxbase new makes installs, builds and passes its tests', async () => {
-  const addon = await scaffold(folder, 'my-addon');
-  await install(addon);
-  assert.match(await outputOf(addon, 'npm', 'test'), /tests 3\n.*pass 3\n/s);
-  const types = () => fs.readFileSync(path.join(addon, 'index.d.ts'), 'utf8');
-  const written = types();
-  await outputOf(addon, 'npm', 'run', 'types');
-  assert.strictEqual(types(), written);
+for (const [name, declarations, tests, ...flags] of [
+  ['my-addon', 'index.d.ts', 4],
+  ['my-typed-addon', 'native.d.ts', 3, '--typescript'],
+]) {
+  test(`the add-on of zaxbase new ${flags} passes its tests within two minutes`, async (t) => {
+    const begin = Date.now();
+    const addon = await scaffold(folder, name, ...flags);
+    await install(addon);
+    const passed = new RegExp(`pass ${tests}\\n.*fail 0\\n`, 's');
+    assert.match(await outputOf(addon, 'npm', 'test'), passed);
+    const seconds = Math.round((Date.now() - begin) / 1000);
+    t.diagnostic(`${seconds} s from nothing`);
+    assert.ok(seconds < 120);
 
-  // As if built for another Node, whose V8 has a function that this one lacks.
+    const file = path.join(addon, declarations);
+    const text = fs.readFileSync(file, 'utf8');
+    fs.writeFileSync(file, text.replace('number: number', 'number: string'));
+    await assert.rejects(outputOf(addon, 'npm', 'test'), /write it anew: npm run types/);
+    await outputOf(addon, 'npm', 'run', 'types');
+    assert.strictEqual(fs.readFileSync(file, 'utf8'), text);
+
+    const use = `import { centroid, type Point } from '${name}';
+      const point: Point = centroid([{ x: 1, y: 2 }]); export { point };`;
+    const uses = ['use.cts', 'use.mts'].map((entry) => path.join(addon, entry));
+    for (const entry of uses) fs.writeFileSync(entry, use);
+    assert.deepStrictEqual(diagnose(uses), {});
+  });
+}
+
+test('an add-on that was built for another Node says so', async () => {
+  // Whose V8 has a function that this one lacks.
+  const addon = path.join(folder, 'my-addon');
   const source = path.join(addon, 'src/addon.cpp');
   const text = fs.readFileSync(source, 'utf8');
   const lacking = text.replace(/ZAX_MODULE.*/, 'namespace v8 { void absent(); }\n$& v8::absent();');
@@ -104,8 +127,8 @@ for (const [layout, name, workspace] of [
     assert.deepStrictEqual(files(), before);
     const script = `
       import { promisify } from 'zaxbase/runtime';
-      import addon from ${JSON.stringify(name)};
-      console.log(typeof promisify, addon.smallestFactor(91));`;
+      import { smallestFactor } from ${JSON.stringify(name)};
+      console.log(typeof promisify, smallestFactor(91));`;
     const printed = await outputOf(root, process.execPath, '--input-type=module', '-e', script);
     assert.strictEqual(printed, 'function 7\n');
   });

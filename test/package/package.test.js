@@ -87,7 +87,8 @@ test('zaxbase new makes an add-on of the given name', async () => {
     const read = (file) => fs.readFileSync(path.join(folder, made, file), 'utf8');
     for (const part of ['common', language]) {
       for (const file of written(`libzaxbase/template/${part}`)) {
-        assert.doesNotMatch(read(file.replace(/^gitignore$/, '.$&')), /ADDON_/, file);
+        const copied = file.replace(/^gitignore$/, '.$&').replace('manifest', 'package');
+        assert.doesNotMatch(read(copied), /ADDON_/, copied);
       }
     }
     const { version } = require('zaxbase/package.json');

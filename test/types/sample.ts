@@ -4,7 +4,7 @@ import echo = require('echo');
 import promises = require('echo/promises');
 import zaxbase = require('zaxbase');
 import runtime = require('zaxbase/runtime');
-import addon = require('../../libzaxbase/template/javascript');
+import addon = require('../../libzaxbase/template/javascript/index');
 
 type Error = runtime.ZaxBindingError;
 

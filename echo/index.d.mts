@@ -1,0 +1,4 @@
+import echo from './index.js';
+
+export * from './index.js';
+export default echo;
