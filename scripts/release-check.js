@@ -27,9 +27,17 @@ function expect(holds, problem) {
 
 function checkVersions() {
   const { version } = manifestOf('zaxbase');
-  const echo = manifestOf('echo');
-  expect(echo.version === version, `echo has version ${echo.version}, zaxbase ${version}`);
-  expect(echo.dependencies.zaxbase === version, `echo depends on zaxbase ${version}`);
+  for (const folder of [
+    'echo',
+    ...fs.readdirSync(path.join(root, 'examples')).map((name) => `examples/${name}`),
+  ]) {
+    const { version: own, dependencies } = JSON.parse(read(`${folder}/package.json`));
+    expect(own === version, `${folder} has version ${own}, and zaxbase ${version}`);
+    expect(
+      dependencies.zaxbase === version,
+      `${folder} depends on zaxbase ${dependencies.zaxbase}`,
+    );
+  }
   for (const language of ['javascript', 'typescript']) {
     const { dependencies } = JSON.parse(read(`libzaxbase/template/${language}/manifest.json`));
     expect(dependencies.zaxbase === `^${version}`, `the ${language} template asks for ^${version}`);
