@@ -16,8 +16,8 @@ function exportsOf(file) {
   const module = { exports: {} };
   try {
     process.dlopen(module, binary);
-  } catch ({ message }) {
-    throw new Error(`${binary} cannot be loaded: ${message}`);
+  } catch (error) {
+    throw new Error(`${binary} cannot be loaded: ${error.message}`, { cause: error });
   }
   return module.exports;
 }
