@@ -52,7 +52,8 @@ function checkCompiler() {
   if (!gcc) return bad('none that compiles C++', installation('compiler'));
   const [name, version, least] = clang ? ['clang', clang, 14] : ['g++', gcc, 12];
   if (version >= least) return good(`${name} ${version}`);
-  return bad(`${name} ${version} is older than ${least}`, installation('compiler'));
+  const mend = 'install g++ 12 or clang 14 and name it, as in: export CC=gcc-12 CXX=g++-12';
+  return bad(`${name} ${version} is older than ${least}`, mend);
 }
 
 function checkMake() {
@@ -104,7 +105,7 @@ function failureOfLoading({ worker }) {
   const script = `
     const tell = ({ message }) => require('fs').writeSync(3, message);
     try { ${once} } catch (error) { ${worker ? '' : 'tell(error);'} process.exit(); }
-    ${worker ? `${twice}.on('error', tell)` : ''}`;
+    ${worker ? `${twice}.on('error', tell).on('exit', () => process.exit())` : 'process.exit()'}`;
   const options = { stdio: ['ignore', 'ignore', 'ignore', 'pipe'], encoding: 'utf8' };
   const { output, signal } = spawnSync(process.execPath, ['-e', script], options);
   return output[3] || (signal ? `loading it ends the process by ${signal}` : undefined);
