@@ -32,7 +32,7 @@ for (const major of majors) {
   if (status !== 0) process.exit(status);
 }
 /** What a file may have at the most, in KiB: the package carries them all. */
-const limits = { '.a': 600, '.o': 288, '.node': 120, '.json': 1 };
+const limits = { '.a': 704, '.o': 288, '.node': 120, '.json': 1 };
 for (const file of fs.readdirSync(folder)) {
   const { mtimeMs, size: bytes } = fs.statSync(path.join(folder, file));
   if (mtimeMs < begin) {
