@@ -179,9 +179,10 @@ Module Module::object(const std::string& name, const std::string& text) {
 
 bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module& module)) noexcept {
   if (backend != table) backend = table;  // Workers read it.
-  auto* contents = new ModuleContents;
-  backend->own(contents, [](void* owned) { delete static_cast<ModuleContents*>(owned); });
+  ModuleContents* contents = nullptr;
   try {
+    contents = new ModuleContents;
+    backend->own(contents, [](void* owned) { delete static_cast<ModuleContents*>(owned); });
     addDeclarations(Handle(exports), *contents);
     Module module(Handle(exports), *contents);
     body(module);
@@ -192,7 +193,7 @@ bool loadModule(const ZaxBackend* table, ZaxValue* exports, void (*body)(Module&
   } catch (...) {
     throwToScript(nullptr, "module", "");
   }
-  abandon(*contents);
+  if (contents) abandon(*contents);
   return false;
 }
 

@@ -210,7 +210,8 @@ void Instances::onConstruct(const v8::FunctionCallbackInfo<v8::Value>& info) {
 
 ZaxInstance* Instances::get(v8::Local<v8::Value> value, const ZaxType* type) {
   v8::Local<v8::FunctionTemplate> made;  // where the Global lies: a copy takes as long as the rest
-  std::memcpy(static_cast<void*>(&made), &classOf(type).made, sizeof(made));
+  std::memcpy(static_cast<void*>(&made), static_cast<const void*>(&classOf(type).made),
+              sizeof(made));
   if (!made->HasInstance(value)) return nullptr;
   return static_cast<ZaxInstance*>(getField(value.As<v8::Object>()));
 }
