@@ -25,6 +25,12 @@ const packages = {
   },
   clangFormat: { has: () => succeeds('clang-format', '--version'), apt: 'clang-format' },
   clangTidy: { has: () => succeeds('clang-tidy', '--version'), apt: 'clang-tidy' },
+  arm64: {
+    has: () => succeeds('aarch64-linux-gnu-g++', '--version'),
+    apt: 'g++-aarch64-linux-gnu',
+  },
+  emulator: { has: () => succeeds('qemu-aarch64', '--version'), apt: 'qemu-user' },
+  cmake: { has: () => succeeds('cmake', '--version'), apt: 'cmake' },
   valgrind: { has: () => succeeds('valgrind', '--version'), apt: 'valgrind' },
 };
 
@@ -50,9 +56,11 @@ function run(command, args, { cwd = root, env = {} } = {}) {
   if (result.status !== 0) process.exit(result.status ?? 1);
 }
 
+const hasPackage = (name) => packages[name].has();
+
 /** Makes sure of the named system packages; installs the missing ones where apt and root allow. */
 function ensurePackages(...names) {
-  const missing = () => names.filter((name) => !packages[name].has());
+  const missing = () => names.filter((name) => !hasPackage(name));
   let lacking = missing();
   if (lacking.length === 0) return;
   const apt = lacking.map((name) => packages[name].apt);
@@ -118,6 +126,6 @@ function filesIn(folder, pattern) {
 }
 
 module.exports = {
-  ...{ root, run, ensurePackages, ensureModules },
+  ...{ root, run, hasPackage, ensurePackages, ensureModules },
   ...{ nodeFolder, nodeGyp, build, filesIn },
 };
