@@ -276,7 +276,7 @@ test('the end of the process at each moment', async () => {
     }
   }
   const script = `require(${JSON.stringify(file)}).tasks.count(9, 0, { onProgress() {} })
-    .then(() => setTimeout(() => console.log('unreferenced'), 10).unref())`;
+    .then(() => setTimeout(() => console.log('unreferenced'), 5000).unref())`;
   const { status, stdout } = await run(process.execPath, ['-e', script]);
   assert.deepEqual([status, stdout], [0, '']);
 });
