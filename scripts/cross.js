@@ -25,7 +25,7 @@ function emulatorOf(arch) {
 
 /** The folder of a command `node` for a line and a machine; the children of that Node run in it too. */
 function binOf(major, arch) {
-  const bin = path.join(nodeOf(major, arch), 'bin');
+  const bin = fs.realpathSync(path.join(nodeOf(major, arch), 'bin'));
   if (arch === process.arch) return bin;
   const folder = path.join(bin, 'emulated');
   const [command, hook] = ['node', 'hook.js'].map((name) => path.join(folder, name));

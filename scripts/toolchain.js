@@ -56,6 +56,7 @@ function run(command, args, { cwd = root, env = {} } = {}) {
   if (result.status !== 0) process.exit(result.status ?? 1);
 }
 
+const allPackages = Object.keys(packages);
 const hasPackage = (name) => packages[name].has();
 
 /** Makes sure of the named system packages; installs the missing ones where apt and root allow. */
@@ -118,14 +119,16 @@ function build(folder, { env } = {}) {
 
 /** The files below a folder of the repository whose path matches; what is built or installed is not. */
 function filesIn(folder, pattern) {
-  const files = fs.readdirSync(path.join(root, folder), { recursive: true });
-  return files
-    .map((file) => path.join(folder, file))
-    .filter((file) => pattern.test(file) && !/(^|\/)(build|node_modules|\.cache)\//.test(file))
-    .sort();
+  const entries = fs.readdirSync(path.join(root, folder), { withFileTypes: true });
+  const found = entries.flatMap((entry) => {
+    const file = path.join(folder, entry.name);
+    if (!entry.isDirectory()) return pattern.test(file) ? [file] : [];
+    return /^(build|node_modules|\.cache)$/.test(entry.name) ? [] : filesIn(file, pattern);
+  });
+  return found.sort();
 }
 
 module.exports = {
-  ...{ root, run, hasPackage, ensurePackages, ensureModules },
+  ...{ root, run, allPackages, hasPackage, ensurePackages, ensureModules },
   ...{ nodeFolder, nodeGyp, build, filesIn },
 };
