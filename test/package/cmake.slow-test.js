@@ -16,7 +16,13 @@ const folder = path.join(cache, 'cmake'); // Below the root, where the modules a
 const example = path.join(root, 'examples/words');
 const framework = path.join(root, 'libzaxbase');
 const remove = () => fs.rmSync(folder, { recursive: true, force: true });
-before(() => (remove(), ensurePackages('cmake'), build('examples/words')));
+const shell = (cwd, command) => outputOf(cwd, 'sh', '-ec', command);
+before(() => {
+  remove();
+  ensurePackages('cmake');
+  build('examples/words');
+  return shell(root, 'PATH=$PWD/node_modules/.bin:$PATH; node libzaxbase/bin/zaxbase.js backend');
+});
 after(remove);
 
 /** What the example in a folder says, once its tests have passed. */
@@ -28,27 +34,20 @@ async function saidBy(cwd) {
   return outputOf(cwd, process.execPath, '-e', script);
 }
 
-const compile = 'cmake --build build';
-for (const [way, file, ...commands] of [
-  ['by hand', 'build/Release/words.node', 'cmake -S . -B build', compile],
-  ['by cmake-js', 'build/Release/words.node', 'npm exec -y --package=cmake-js@8 -- cmake-js build'],
-  [
-    'for publishing',
-    `prebuilds/linux-${process.arch}/words.node`,
-    `PATH=${root}/node_modules/.bin:$PATH node ${framework}/bin/zaxbase.js backend`,
-    'cmake -S . -B build -D ZAXBASE_SPLIT=ON',
-    compile,
-  ],
+const published = `prebuilds/linux-${process.arch}`;
+for (const [way, place, command] of [
+  ['by hand', 'build/Release', 'cmake -S . -B build; cmake --build build'],
+  ['by cmake-js', 'build/Release', 'npm exec -y --package=cmake-js@8 -- cmake-js build'],
+  ['to publish', published, 'cmake -S . -B build -D ZAXBASE_SPLIT=ON; cmake --build build'],
 ]) {
   test(`the example built ${way}`, async () => {
     const cwd = path.join(folder, way);
     const filter = (entry) => path.basename(entry) !== 'build';
     fs.cpSync(example, cwd, { recursive: true, filter });
-    for (const command of commands) await outputOf(cwd, 'sh', '-c', command);
-    assert.ok(fs.existsSync(path.join(cwd, file)));
+    await shell(cwd, command);
     assert.equal(await saidBy(cwd), await saidBy(example));
-    const symbols = await outputOf(cwd, 'nm', '-DuC', file);
-    assert.equal(/ v8::/.test(symbols), way !== 'for publishing');
+    const symbols = await shell(cwd, `nm -DuC ${place}/words.node`);
+    assert.equal(/ v8::/.test(symbols), place !== published);
   });
 }
 
@@ -65,7 +64,6 @@ test('the half without V8, without Node', async () => {
   for (const [file, text] of Object.entries(files)) {
     fs.writeFileSync(path.join(folder, file), text, { mode: 0o755 });
   }
-  const commands = `PATH="$PWD:$PATH"; cmake -S . -B build >&2; ${compile} >&2; build/alone`;
-  const printed = await outputOf(folder, 'sh', '-ec', commands);
-  assert.equal(printed, 'libzaxbase/zax-exception-common.cpp\n');
+  const commands = 'PATH=$PWD:$PATH; cmake -S . -B build >&2; cmake --build build >&2; build/alone';
+  assert.equal(await shell(folder, commands), 'libzaxbase/zax-exception-common.cpp\n');
 });
