@@ -17,7 +17,7 @@ const { values, positionals } = parseArgs({
   options: { arch: { type: 'string', multiple: true } },
   allowPositionals: true,
 });
-const archs = values.arch ?? [process.arch, ...(hasPackage('arm64') ? ['arm64'] : [])];
+const archs = values.arch ?? new Set([process.arch, ...(hasPackage('arm64') ? ['arm64'] : [])]);
 const majors = positionals.length > 0 ? positionals : ['20', '22', '24', '26'];
 
 /** What a file may have at the most, in KiB: the package carries them all. Pages of arm64 may have 64. */

@@ -15,6 +15,7 @@ const { root } = require('../../scripts/toolchain');
 const { run } = require('../support');
 const { outputOf, pack } = require('./npm');
 
+/** Another machine than this one, and some of the Node lines: scripts/arm64.js names them. */
 const { TEST_ARCH: arch = process.arch, TEST_MAJORS = '20 22 24 26' } = process.env;
 const majors = TEST_MAJORS.split(' ');
 const nodes = majors.map((major) => binOf(major, arch));
