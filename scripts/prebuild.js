@@ -22,8 +22,8 @@ const majors = positionals.length > 0 ? positionals : ['20', '22', '24', '26'];
 
 /** What a file may have at the most, in KiB: the package carries them all. */
 const limits = {
-  x64: { '.a': 600, '.o': 256, '.node': 120, '.json': 1 },
-  arm64: { '.a': 700, '.o': 300, '.node': 152, '.json': 1 }, // Its pages may have 64 KiB.
+  x64: { '.a': 760, '.o': 288, '.node': 136, '.json': 1 },
+  arm64: { '.a': 840, '.o': 320, '.node': 152, '.json': 1 }, // Its pages may have 64 KiB.
 };
 
 /** Removes what is of an earlier time and checks the size of the rest. */
