@@ -48,7 +48,7 @@ function checkNode() {
 }
 
 function checkCompiler() {
-  const { __clang_major__: clang, __GNUC__: gcc } = compilerMacros('string');
+  const { __clang_major__: clang, __GNUC__: gcc } = compilerMacros({ header: 'string' });
   if (!gcc) return bad('none that compiles C++', installation('compiler'));
   const [name, version, least] = clang ? ['clang', clang, 14] : ['g++', gcc, 12];
   if (version >= least) return good(`${name} ${version}`);

@@ -28,8 +28,8 @@ function targetOf(folder) {
 }
 
 /** What the compiler that make takes says of itself and a header, by the name of the macro. */
-function compilerMacros(header = 'features.h') {
-  const compiler = process.env.CXX_target ?? process.env.CXX ?? 'g++';
+function compilerMacros({ header = 'features.h', env = process.env } = {}) {
+  const compiler = env.CXX_target ?? env.CXX ?? 'g++';
   const command = `${compiler} -dM -E -x c++ -include ${header} /dev/null`;
   const { stdout } = spawn('sh', ['-c', command], { encoding: 'utf8' });
   return Object.fromEntries([...stdout.matchAll(/^#define (\w+) (.*)$/gm)].map(([, ...m]) => m));
@@ -69,7 +69,7 @@ function nodeGyp(args, { command = ['node-gyp'], cwd, env } = {}) {
 }
 
 /** Moves what was compiled to its place; a file is there at once or not at all. */
-function keep(build) {
+function keep(build, env) {
   const { arch, abi } = targetOf(build);
   const folder = folderOf(arch);
   fs.mkdirSync(folder, { recursive: true });
@@ -81,7 +81,7 @@ function keep(build) {
     const file = path.join(build, 'build/Release', made);
     if (fs.existsSync(file)) fs.renameSync(file, path.join(folder, name));
   }
-  const gcc = Number(compilerMacros().__GNUC__);
+  const gcc = Number(compilerMacros({ env }).__GNUC__);
   fs.writeFileSync(path.join(folder, 'compiler.json'), `${JSON.stringify({ gcc })}\n`);
 }
 
@@ -96,7 +96,7 @@ function compile({ native = false, args = [], ...options } = {}) {
     const targets = native ? ['backend', 'native'] : ['backend'];
     const command = ['configure', 'build', ...targets, '--jobs=max', '--loglevel=warn', ...args];
     const status = nodeGyp(command, { ...options, cwd: build });
-    if (status === 0) keep(build);
+    if (status === 0) keep(build, { ...process.env, ...options.env });
     return status;
   } finally {
     fs.rmSync(build, { recursive: true });

@@ -1,7 +1,6 @@
 #include "zax-debug.h"
 
 #include <cxxabi.h>
-#include <execinfo.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -13,6 +12,10 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+
+#if __has_include(<execinfo.h>)
+#include <execinfo.h>
+#endif
 
 namespace zax {
 
@@ -27,6 +30,12 @@ namespace {
 struct Free {
   void operator()(void* memory) const noexcept { std::free(memory); }
 };
+
+#if !__has_include(<execinfo.h>)
+// A C library that knows no call stacks, such as musl: all of them are empty.
+int backtrace(void**, int) { return 0; }
+char** backtrace_symbols(void* const*, int) { return nullptr; }
+#endif
 
 }  // namespace
 

@@ -43,8 +43,8 @@ class CallStack {
   };
 
   /// Replaces the list by the calling thread's frames, at most 28, without `collect` itself and
-  /// its caller. Frames are the unparsed lines of `backtrace_symbols`. Allocates for each frame;
-  /// running out of memory ends the process.
+  /// its caller. Frames are the unparsed lines of `backtrace_symbols`; there are none where
+  /// the C library lacks it. Allocates for each frame; running out of memory ends the process.
   void collect() noexcept;
 
   /// Writes one line a frame to standard output, numbers in the stream's current base; the

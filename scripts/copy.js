@@ -9,17 +9,23 @@ const { root } = require('./toolchain');
 
 const cache = path.join(root, '.cache');
 
-/** Makes a copy without what was built, and returns its folder. */
+const isBuilt = /^(build|prebuilt|compile-\w+)$/;
+
+/** Makes a copy without what was built, with the Nodes that were fetched, and returns its folder. */
 function copyRepository(name) {
   const copy = path.join(cache, name);
   fs.rmSync(copy, { recursive: true, force: true });
+  fs.mkdirSync(path.join(copy, '.cache'), { recursive: true });
+  for (const node of fs.readdirSync(cache).filter((entry) => /^node-[\w-]+$/.test(entry))) {
+    fs.symlinkSync(path.join(cache, node), path.join(copy, '.cache', node));
+  }
   for (const entry of fs.readdirSync(root)) {
     if (entry === '.cache' || entry === '.git') continue;
     fs.cpSync(path.join(root, entry), path.join(copy, entry), {
       recursive: true,
       verbatimSymlinks: true,
       preserveTimestamps: true,
-      filter: (source) => path.basename(source) !== 'build' || source.includes('node_modules'),
+      filter: (source) => !isBuilt.test(path.basename(source)) || source.includes('node_modules'),
     });
   }
   return copy;

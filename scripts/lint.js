@@ -2,8 +2,12 @@
 
 // Formatting and lint of everything that is written by hand; `--write` formats in place.
 
-const { ensureModules, ensurePackages, filesIn, nodeFolder, root, run } = require('./toolchain');
+const { spawnSync } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
 const path = require('node:path');
+
+const { ensureModules, ensurePackages, filesIn, nodeFolder, root, run } = require('./toolchain');
 
 const write = process.argv.includes('--write');
 
@@ -30,14 +34,38 @@ const includes = (file) => [
     : [...nodeHeaders, ...nanHeaders]),
 ];
 
+const strict = ['-fsyntax-only', '-Wall', '-Wextra', '-Wno-cast-function-type', '-Werror'];
+
 for (const file of sources) {
   for (const compiler of ['g++', 'clang++']) {
     for (const standard of ['-std=c++17', '-std=c++20']) {
-      const flags = ['-fsyntax-only', '-Wall', '-Wextra', '-Wno-cast-function-type', '-Werror'];
-      run(compiler, [standard, ...flags, ...includes(file), file]);
+      run(compiler, [standard, ...strict, ...includes(file), file]);
     }
   }
 }
+
+/** Compiles without V8 as on a system that lacks a header: its folder is one of links to the others. */
+function lintWithout(header) {
+  const hiding = fs.mkdtempSync(path.join(os.tmpdir(), 'headers-'));
+  for (const entry of fs.readdirSync('/usr/include').filter((name) => name !== header)) {
+    fs.symlinkSync(path.join('/usr/include', entry), path.join(hiding, entry));
+  }
+  const { stderr } = spawnSync('g++', ['-E', '-v', '-x', 'c++', '/dev/null'], { encoding: 'utf8' });
+  const own = stderr.match(/^ \/.*$/gm).map((folder) => folder.trim());
+  const system = own.map((folder) => (path.resolve(folder) === '/usr/include' ? hiding : folder));
+  const flags = [
+    '-std=c++17',
+    ...strict,
+    '-nostdinc',
+    ...system.flatMap((dir) => ['-isystem', dir]),
+  ];
+  const probe = `#if __has_include(<${header}>)\n#error "${header}"\n#endif`;
+  fs.writeFileSync(path.join(hiding, 'probe.h'), probe);
+  run('g++', [...flags, '-include', 'probe.h', '-Ilibzaxbase', 'libzaxbase/zaxbase-native.cpp']);
+  fs.rmSync(hiding, { recursive: true });
+}
+
+lintWithout('execinfo.h'); // As musl does.
 
 run('clang-tidy', [
   '--quiet',

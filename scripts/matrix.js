@@ -1,7 +1,7 @@
 'use strict';
 
-// Builds and tests a copy of the repository on other Node lines, the slow tests too:
-// `node scripts/matrix.js 22 24 26`.
+// Builds and tests a copy of the repository on other Node lines, also with the slow tests that do not
+// themselves run all lines: `node scripts/matrix.js 22 24 26`.
 
 const fs = require('node:fs');
 const path = require('node:path');
@@ -17,6 +17,6 @@ for (const major of process.argv.slice(2)) {
   console.log(`== Node ${major}`);
   const PATH = `${path.dirname(node)}${path.delimiter}${process.env.PATH}`;
   run(node, ['scripts/test.js'], { cwd: copy, env: { PATH } });
-  run(node, ['scripts/test.js', '--slow'], { cwd: copy, env: { PATH } });
+  run(node, ['scripts/test.js', '--slow', 'compile', 'package'], { cwd: copy, env: { PATH } });
   fs.rmSync(copy, { recursive: true });
 }

@@ -11,13 +11,16 @@ const { nodeFolder, run } = require('./toolchain');
 /** The folder of a Node of the given line, with its headers, fetched when it is not there. */
 function fetchNode(major, arch = 'x64') {
   const folder = path.join(cache, arch === 'x64' ? `node-${major}` : `node-${major}-${arch}`);
-  if (!fs.existsSync(path.join(folder, 'bin/node'))) {
-    fs.mkdirSync(folder, { recursive: true });
-    run('npm', ['pack', '--silent', '--pack-destination', folder, `node-linux-${arch}@${major}`]);
-    const archive = fs.readdirSync(folder).find((file) => file.endsWith('.tgz'));
-    run('tar', ['-xzf', archive, '--strip-components=1'], { cwd: folder });
-    fs.rmSync(path.join(folder, archive));
-  }
+  if (fs.existsSync(folder)) return folder;
+  fs.mkdirSync(cache, { recursive: true });
+  const fresh = fs.mkdtempSync(path.join(cache, 'fetch-'));
+  run('npm', ['pack', '--silent', '--pack-destination', fresh, `node-linux-${arch}@${major}`]);
+  const [archive] = fs.readdirSync(fresh);
+  run('tar', ['-xzf', archive, '--strip-components=1'], { cwd: fresh });
+  fs.rmSync(path.join(fresh, archive));
+  if (fs.existsSync(folder))
+    fs.rmSync(fresh, { recursive: true }); // Fetched by another meanwhile.
+  else fs.renameSync(fresh, folder);
   return folder;
 }
 

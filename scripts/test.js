@@ -1,8 +1,8 @@
 'use strict';
 
 // Builds what is tested and runs the tests, with the Node that runs this: `node scripts/test.js
-// [FOLDER...]`, by default all but the slow ones, which are `--slow`. TEST_PRELOAD names a library to
-// load into the processes under test.
+// [FOLDER...]`, by default all but the slow ones, which are `--slow [NAME...]`. TEST_PRELOAD names a
+// library to load into the processes under test.
 
 const { build, ensureModules, ensurePackages, filesIn, run } = require('./toolchain');
 
@@ -18,14 +18,13 @@ function runFiles(files, ...flags) {
 ensureModules();
 ensurePackages('compiler', 'make', 'python', 'gtest', 'sqlite');
 if (folders[0] === '--slow') {
-  runFiles(filesIn('test', /\.slow-test\.js$/), '--test-force-exit');
+  const names = folders.slice(1).join('|') || '.*';
+  runFiles(filesIn('test', new RegExp(`/(${names})\\.slow-test\\.js$`)), '--test-force-exit');
   process.exit();
 }
 
-build('echo');
-build('demo');
-build('test');
 const isWhole = folders.length === 0;
+for (const folder of ['echo', 'demo', 'test']) build(folder);
 if (isWhole) {
   folders.push('test');
   build('examples/digest');

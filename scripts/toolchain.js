@@ -25,6 +25,12 @@ const packages = {
   },
   clangFormat: { has: () => succeeds('clang-format', '--version'), apt: 'clang-format' },
   clangTidy: { has: () => succeeds('clang-tidy', '--version'), apt: 'clang-tidy' },
+  arm64: {
+    has: () => succeeds('aarch64-linux-gnu-g++', '--version'),
+    apt: 'g++-aarch64-linux-gnu',
+  },
+  emulator: { has: () => succeeds('qemu-aarch64', '--version'), apt: 'qemu-user' },
+  cmake: { has: () => succeeds('cmake', '--version'), apt: 'cmake' },
   valgrind: { has: () => succeeds('valgrind', '--version'), apt: 'valgrind' },
 };
 
@@ -50,9 +56,12 @@ function run(command, args, { cwd = root, env = {} } = {}) {
   if (result.status !== 0) process.exit(result.status ?? 1);
 }
 
+const allPackages = Object.keys(packages);
+const hasPackage = (name) => packages[name].has();
+
 /** Makes sure of the named system packages; installs the missing ones where apt and root allow. */
 function ensurePackages(...names) {
-  const missing = () => names.filter((name) => !packages[name].has());
+  const missing = () => names.filter((name) => !hasPackage(name));
   let lacking = missing();
   if (lacking.length === 0) return;
   const apt = lacking.map((name) => packages[name].apt);
@@ -110,14 +119,16 @@ function build(folder, { env } = {}) {
 
 /** The files below a folder of the repository whose path matches; what is built or installed is not. */
 function filesIn(folder, pattern) {
-  const files = fs.readdirSync(path.join(root, folder), { recursive: true });
-  return files
-    .map((file) => path.join(folder, file))
-    .filter((file) => pattern.test(file) && !/(^|\/)(build|node_modules|\.cache)\//.test(file))
-    .sort();
+  const entries = fs.readdirSync(path.join(root, folder), { withFileTypes: true });
+  const found = entries.flatMap((entry) => {
+    const file = path.join(folder, entry.name);
+    if (!entry.isDirectory()) return pattern.test(file) ? [file] : [];
+    return /^(build|node_modules|\.cache)$/.test(entry.name) ? [] : filesIn(file, pattern);
+  });
+  return found.sort();
 }
 
 module.exports = {
-  ...{ root, run, ensurePackages, ensureModules },
+  ...{ root, run, allPackages, hasPackage, ensurePackages, ensureModules },
   ...{ nodeFolder, nodeGyp, build, filesIn },
 };

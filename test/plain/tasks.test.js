@@ -110,14 +110,11 @@ test('cancellation', async () => {
   assert.equal(await outcome(count(1, { valueOf: assert.fail }, { signal: aborted })), 'reason');
   const controller = new AbortController();
   const { signal } = controller;
-  let last = 0;
-  const onProgress = (value) => (last = value);
+  const onProgress = (value) => value === 1 && setImmediate(() => controller.abort('enough'));
   const works = range(12).map(() => outcome(work(1e6, 0, { signal, onProgress })));
   // What does not ask is not stopped.
   const finishes = outcome(count(1, 0, { signal }));
-  setTimeout(() => controller.abort('enough'), 30);
   assert.deepEqual(await Promise.all(works), Array(12).fill('enough'));
-  assert.ok(last > 0);
   assert.equal(await finishes, 'enough'); // It was never taken up.
   const idle = new AbortController();
   const completes = count(1, 0, { signal: idle.signal });
@@ -279,7 +276,7 @@ test('the end of the process at each moment', async () => {
     }
   }
   const script = `require(${JSON.stringify(file)}).tasks.count(9, 0, { onProgress() {} })
-    .then(() => setTimeout(() => console.log('unreferenced'), 10).unref())`;
+    .then(() => setTimeout(() => console.log('unreferenced'), 5000).unref())`;
   const { status, stdout } = await run(process.execPath, ['-e', script]);
   assert.deepEqual([status, stdout], [0, '']);
 });
