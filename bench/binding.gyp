@@ -47,6 +47,13 @@
       'dependencies': ['zax_unit'],
     },
     {
+      # As `zaxbase prebuild` links it.
+      'target_name': 'plain_zax_split',
+      'sources': ['contenders/plain-zax.cpp', '<(prebuilt_native)'],
+      'cflags_cc': ['<@(plain_flags)'],
+      'ldflags': ['-Wl,--gc-sections', '-Wl,-z,defs'],
+    },
+    {
       'target_name': 'minimal_zax',
       'sources': ['minimal/zax.cpp'],
       'dependencies': ['<(zaxbase)'],
@@ -71,7 +78,6 @@
       'cflags_cc': ['<@(plain_flags)'],
     },
     {
-      # As `zaxbase prebuild` links it.
       'target_name': 'minimal_plain_split',
       'sources': ['minimal/plain-zax.cpp', '<(prebuilt_native)'],
       'cflags_cc': ['<@(plain_flags)'],

@@ -84,20 +84,32 @@ namespace {
 ZaxInstance& instanceIn(Handle value, const ZaxType* type) {
   ZaxInstance* instance = backend->getInstance(value.get(), type);
   if (!instance) throw BadArgument(concat({"instance of ", type->name}), value);
-  Uses::note(*instance);
   return *instance;
+}
+
+ZaxInstance& notedInstanceIn(Handle value, const ZaxType* type) {
+  ZaxInstance& instance = instanceIn(value, type);
+  Uses::note(instance);
+  return instance;
 }
 
 }  // namespace
 
 void* readInstance(Handle value, const std::type_info& info) {
   const ZaxType* type = typeOf(info);
-  return objectAs(instanceIn(value, type), type);
+  return objectAs(notedInstanceIn(value, type), type);
+}
+
+const void* readInstanceNow(Handle value, const std::type_info& info) {
+  const ZaxType* type = typeOf(info);
+  const ZaxInstance& instance = instanceIn(value, type);
+  if (instance.disposed || instance.claims > 0) refuseInstance(instance);
+  return objectAs(instance, type);
 }
 
 std::shared_ptr<void> shareInstance(Handle value, const std::type_info& info) {
   const ZaxType* type = typeOf(info);
-  const auto& instance = static_cast<const Instance&>(instanceIn(value, type));
+  const auto& instance = static_cast<const Instance&>(notedInstanceIn(value, type));
   return {instance.owner, objectAs(instance, type)};
 }
 

@@ -108,6 +108,8 @@ class Uses {
 void* readInstance(Handle value, const std::type_info& type);
 /// The same with a share in it.
 std::shared_ptr<void> shareInstance(Handle value, const std::type_info& type);
+/// The same to be read at once, not in a task later: no task may have it.
+const void* readInstanceNow(Handle value, const std::type_info& type);
 
 /// An object on its way to JavaScript.
 struct Outgoing {
@@ -194,7 +196,7 @@ struct InstanceValue {
 
   template <typename Copied = T>
   static std::enable_if_t<std::is_copy_constructible_v<Copied>, Copied> from(Handle value) {
-    return *static_cast<const T*>(readInstance(value, typeid(T)));
+    return *static_cast<const T*>(readInstanceNow(value, typeid(T)));
   }
   template <typename Given, typename = std::enable_if_t<std::is_constructible_v<T, Given>>>
   static Handle to(Given&& value) {

@@ -157,8 +157,9 @@ void Module::add(Function* function, void (*destroy)(void* function), Make make)
   contents_.entries.push_back({function->jsName(), function->text(), function});
 }
 
-Type& Module::addType(Type* type) {
-  reserve(type->name);
+Type& Module::addType(std::string_view name, std::string_view text, const std::type_info& info) {
+  reserve(std::string(name));
+  Type* type = Type::make(name, text, info);
   contents_.exports = exports_;
   contents_.entries.push_back({type->name, type->text(), nullptr, nullptr, nullptr, type});
   return *type;

@@ -64,7 +64,7 @@ class Module {
   /// belongs to the thread of that environment.
   template <typename T>
   TypeBuilder<T> type(std::string_view name, std::string_view text = {}) {
-    return TypeBuilder<T>(addType(Type::make(name, text, typeid(T))));
+    return TypeBuilder<T>(addType(name, text, typeid(T)));
   }
 
   /// Exports an object with functions and values of its own; use it while the body runs.
@@ -89,7 +89,7 @@ class Module {
   void add(Function* function, void (*destroy)(void* function), Make make);
   void addValue(const std::string& name, Handle value, std::string (*declaration)(),
                 const std::string& text);
-  Type& addType(Type* type);
+  Type& addType(std::string_view name, std::string_view text, const std::type_info& info);
   void reserve(const std::string& name) const;
   void define(const std::string& name, Handle value);
 

@@ -73,9 +73,9 @@ class Type : public ZaxType {
 /// that is no type of the module.
 void checkTypes(const Function& function);
 
-/// How a member of a class is called: the receiver, which is an Owner, and a CallOf for the rest.
+/// How a member of a class is called: a CallOf for what comes after the receiver.
 template <typename F, typename = void>
-struct MemberCall;
+struct MemberCall {};
 template <typename R, typename C, typename... P>
 struct MemberCall<R (C::*)(P...)> {
   using Call = CallOf<R, P...>;
@@ -97,6 +97,11 @@ struct WithoutReceiver<R, Receiver, P...> {
 template <typename F>
 struct MemberCall<F, std::enable_if_t<!std::is_member_pointer_v<F> && CallableOf<F>::known>>
     : CallableOf<F>::template Rebind<WithoutReceiver> {};
+
+template <typename F, typename = void>
+inline constexpr bool isMember = false;
+template <typename F>
+inline constexpr bool isMember<F, std::void_t<typename MemberCall<F>::Call>> = true;
 
 /// A member function, or a function, with its receiver.
 template <typename T, typename F>
@@ -333,6 +338,9 @@ class TypeBuilder {
   template <template <typename, typename> typename Call, typename F>
   static auto* make(F&& callable, const Naming& naming) {
     using Callable = std::decay_t<F>;
+    static_assert(isMember<Callable>,
+                  "a member of a type is a member function of its class, or a function with one "
+                  "signature whose first parameter is a reference to the object");
     return new FunctionOf<Callable, Call<T, Callable>>(std::forward<F>(callable), naming);
   }
 

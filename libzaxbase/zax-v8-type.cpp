@@ -67,6 +67,7 @@ void* getField(v8::Local<v8::Object> object) {
 
 /// Symbol.dispose; empty where this Node has none.
 v8::Local<v8::Name> disposeSymbol(v8::Isolate* isolate) {
+  const v8::TryCatch tryCatch(isolate);  // Script may have done what it likes to Symbol.
   v8::Local<v8::Value> symbol;
   const bool found = runScript(isolate->GetCurrentContext(), "Symbol.dispose").ToLocal(&symbol);
   return found && symbol->IsSymbol() ? symbol.As<v8::Name>() : v8::Local<v8::Name>();

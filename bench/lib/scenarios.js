@@ -9,7 +9,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const { names, secondNapi, zaxTask, literal } = require('./contenders');
+const { names, secondNapi, zaxTask, zaxSplit, literal } = require('./contenders');
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
@@ -306,6 +306,51 @@ async function s16({ contenders, rounds }) {
   ];
 }
 
+/** What reaching V8 through a backend from elsewhere costs. */
+async function s18({ contenders, rounds }) {
+  const calls = {
+    'add(a, b)': { statement: 'sum += add(0.5, 2)', sum: 2.5, count: 50000 },
+    'upper(8 bytes)': { statement: `sum += upper('${eightBytes}').length`, sum: 8, count: 20000 },
+    '10,000 doubles in': { statement: 'sum += sumOf(input)', input: 'Array(10000).fill(2)' },
+    '1,000 structs out': { statement: 'sum += points(1000).length', sum: 1000, count: 20 },
+    '64 bytes': { statement: 'sum += invert(input).length', input: 'Buffer.alloc(64)', sum: 64 },
+    'failing call': {
+      statement: 'try { refuse(7, input) } catch { sum++; }',
+      input: "'x'",
+      sum: 1,
+    },
+    'method call': {
+      statement: 'sum += input.add(0)',
+      input: 'new Counter(7)',
+      sum: 7,
+      count: 50000,
+    },
+    'property read': {
+      statement: 'sum += input.value',
+      input: 'new Counter(7)',
+      sum: 7,
+      count: 50000,
+    },
+  };
+  Object.assign(calls['10,000 doubles in'], { sum: 20000, count: 20 });
+  const both = [zaxSplit, 'zax'];
+  const compared = async (what, unit, size, task, options) => {
+    const { cpu } = await interleave(both, shortRounds(rounds), (name) =>
+      tasks[task](contenders[name], options),
+    );
+    const { [zaxSplit]: split, zax: combined } = inUnits(cpu, size);
+    return row(`${what}: split`, unit, { zax: split, combined }, goal('combined', 1.1));
+  };
+  const rows = [];
+  for (const [what, call] of Object.entries(calls)) {
+    const options = { input: '0', count: 2000, ...call };
+    rows.push(await compared(what, 'ns', 1, 'repeat', options));
+  }
+  const options = { text: eightBytes, width: 64, count: 8000, stackTraceLimit: 0 };
+  rows.push(await compared('task', 'ns', 1, 'awaited', options));
+  return rows;
+}
+
 /** Rows from SQLite by the example, by the same on node-addon-api, and by Node's own module. */
 async function s17({ rounds }) {
   const example = path.join(__dirname, '../../examples/sqlite');
@@ -359,4 +404,5 @@ module.exports = {
   S15: s15,
   S16: s16,
   S17: s17,
+  S18: s18,
 };

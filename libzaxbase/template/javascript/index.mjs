@@ -2,4 +2,4 @@
 
 import { load } from 'zaxbase/runtime';
 
-export const { smallestFactor, centroid, countPrimes } = load(import.meta.url);
+export const { smallestFactor, centroid, Path, countPrimes } = load(import.meta.url);

@@ -1,5 +1,6 @@
 #include <zax.h>
 
+#include <cmath>
 #include <vector>
 
 /// In JavaScript an object with these properties.
@@ -33,6 +34,20 @@ Point centroid(const std::vector<Point>& points) {
   return {sum.x / count, sum.y / count};
 }
 
+/// In JavaScript a class: it keeps its state from call to call.
+class Path {
+ public:
+  void add(const Point& point) {
+    if (end_) length_ += std::hypot(point.x - end_->x, point.y - end_->y);
+    end_ = point;
+  }
+  double length() const { return length_; }
+
+ private:
+  std::optional<Point> end_;
+  double length_ = 0;
+};
+
 /// Runs on the thread pool, while JavaScript awaits it.
 int countPrimes(int limit, const zax::Progress<double>& progress,
                 const zax::Cancellation& cancellation) {
@@ -53,6 +68,10 @@ ZAX_MODULE(module) {
   module.function("smallestFactor", smallestFactor, {"number"},
                   "The smallest factor of a number, without 1.");
   module.function("centroid", centroid, {"points"}, "The point in the middle of others.");
+  module.type<Path>("Path", "A line from point to point.")
+      .constructor()
+      .method("add", &Path::add, {"point"}, "Goes on to a point.")
+      .property("length", &Path::length, "How long it is.");
   module.task("countPrimes", countPrimes, {"limit"},
               "How many primes there are below a limit. The progress is a percentage.");
 }

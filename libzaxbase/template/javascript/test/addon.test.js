@@ -4,7 +4,7 @@ const assert = require('node:assert');
 const test = require('node:test');
 const addon = require('..');
 
-const { smallestFactor, centroid, countPrimes } = addon;
+const { smallestFactor, centroid, Path, countPrimes } = addon;
 
 test('what the functions return', () => {
   assert.strictEqual(smallestFactor(91), 7);
@@ -14,6 +14,12 @@ test('what the functions return', () => {
     { x: 4, y: 2 },
   ];
   assert.deepStrictEqual(centroid(corners), { x: 2, y: 1 });
+});
+
+test('an object keeps its state', () => {
+  const path = new Path();
+  for (const x of [0, 3, 0]) path.add({ x, y: 4 });
+  assert.strictEqual(path.length, 6);
 });
 
 test('what they refuse', () => {

@@ -1,6 +1,6 @@
 import assert from 'node:assert';
 import test from 'node:test';
-import { smallestFactor, centroid, countPrimes, type Point } from './index.js';
+import { smallestFactor, centroid, Path, countPrimes, type Point } from './index.js';
 
 test('what the functions return', () => {
   assert.strictEqual(smallestFactor(91), 7);
@@ -10,6 +10,12 @@ test('what the functions return', () => {
     { x: 4, y: 2 },
   ];
   assert.deepStrictEqual(centroid(corners), { x: 2, y: 1 });
+});
+
+test('an object keeps its state', () => {
+  const path = new Path();
+  for (const x of [0, 3, 0]) path.add({ x, y: 4 });
+  assert.strictEqual(path.length, 6);
 });
 
 test('what they refuse', () => {

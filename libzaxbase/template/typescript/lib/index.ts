@@ -4,5 +4,6 @@ import type * as native from '../native.js';
 
 const folder = path.join(__dirname, '..');
 
-export const { smallestFactor, centroid, countPrimes } = load<typeof native>(folder);
+export const { smallestFactor, centroid, Path, countPrimes } = load<typeof native>(folder);
+export type Path = native.Path;
 export type { Point, ZaxBindingError } from '../native.js';
