@@ -61,8 +61,8 @@ async function scaffold(cwd, name, ...flags) {
 }
 
 for (const [name, declarations, tests, ...flags] of [
-  ['my-addon', 'index.d.ts', 4],
-  ['my-typed-addon', 'native.d.ts', 3, '--typescript'],
+  ['my-addon', 'index.d.ts', 5],
+  ['my-typed-addon', 'native.d.ts', 4, '--typescript'],
 ]) {
   test(`the add-on of zaxbase new ${flags} passes its tests within two minutes`, async (t) => {
     const begin = Date.now();
