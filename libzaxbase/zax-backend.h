@@ -125,11 +125,11 @@ struct ZaxInstance {
   /// The last call, once: the JavaScript object has gone, maybe the type too, and nothing uses
   /// this.
   void (*destroy)(struct ZaxInstance* self);
-  unsigned uses;    ///< how many synchronous calls use it
-  unsigned claims;  ///< how many tasks have it to themselves, or wait for that
-  bool disposed;
-  bool collected;   ///< the backend's: the JavaScript object has gone
-  void* memory[5];  ///< the backend's; begins uninitialised
+  unsigned uses : 31;      ///< how many synchronous calls use it
+  unsigned disposed : 1;   ///< whether it is not to be used any more
+  unsigned claims : 31;    ///< how many tasks have it to themselves, or wait for that
+  unsigned collected : 1;  ///< the backend's: the JavaScript object has gone
+  void* memory[5];         ///< the backend's; begins uninitialised
 };
 
 /// The members of a struct: constants of static lifetime.

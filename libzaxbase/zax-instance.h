@@ -22,7 +22,7 @@ struct Instance : ZaxInstance {
   /// `object` is of the type.
   Instance(const ZaxType* type, void* object, const void* identity,
            void (*destroy)(ZaxInstance* self))
-      : ZaxInstance{object, identity, type, destroy, 0, 0, false, false, {}} {}
+      : ZaxInstance{object, identity, type, destroy, 0, 0, 0, 0, {}} {}
 
   /// One for an object that C++ shares.
   static Instance* make(std::shared_ptr<void> shared, const ZaxType* type, void* object,
