@@ -10,7 +10,8 @@ const fc = require('fast-check');
 const { shown, thrownBy } = require('../support');
 
 const file = require.resolve('../build/Release/plain.node');
-const { Store, Large, Plain, values } = require(file).types;
+const { tasks, types } = require(file);
+const { Store, Large, Plain, values } = types;
 
 /** What a call throws, or a promise rejects with, as "CODE: message". */
 const failure = (fn) => shown(thrownBy(fn)).replace(/ \([^()]* in .*/, '');
@@ -185,8 +186,15 @@ test('tasks of an object', async () => {
   store.close();
   const gone = 'EDISPOSED: Store.work: this: the Store has been disposed of';
   assert.equal(await outcome(store.work(1)), gone);
-  await Promise.all(Array.from({ length: 500 }, () => other.work(0)));
-  assert.equal(other.size, 502);
+  const queue = Array.from({ length: 100 }, () => other.work(1));
+  assert.equal(await tasks.count(1, 0), 1);
+  assert.equal(
+    failure(() => other.size),
+    busy('Store.size: this'),
+    'the queue left a thread free',
+  );
+  await Promise.all(queue);
+  assert.equal(other.size, 102);
 });
 
 test('an object lives as long as somebody needs it', async () => {
