@@ -50,7 +50,8 @@ inline void* objectAs(const ZaxInstance& instance, const ZaxType* type) {
 
 inline void beginUse(ZaxInstance& instance) { ++instance.uses; }
 inline void endUse(ZaxInstance& instance) {
-  if (--instance.uses > 0) return;
+  --instance.uses;
+  if (instance.uses > 0) return;
   if (instance.claims > 0 || instance.collected || instance.type->externalBytes) {
     backend->endUse(&instance);
   }
