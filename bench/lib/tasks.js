@@ -112,21 +112,14 @@ async function bytes({ same }, { size, count }) {
   return stop(count);
 }
 
-/**
- * Makes objects of a class and drops them, until their native side has gone too. It does so once
- * before: a program that makes many has its loop compiled, and memory that it has used already.
- */
+/** Makes objects of a class and drops them, until their native side has gone too. */
 async function objects({ Counter, living }, { count }) {
-  const makeAndDrop = async () => {
-    for (let i = 0; i < count; i++) new Counter(i);
-    while (living() > 0) {
-      globalThis.gc();
-      await new Promise(setImmediate);
-    }
-  };
-  await makeAndDrop();
   const stop = meter();
-  await makeAndDrop();
+  for (let i = 0; i < count; i++) new Counter(i);
+  while (living() > 0) {
+    globalThis.gc();
+    await new Promise(setImmediate);
+  }
   return stop(count);
 }
 
