@@ -291,10 +291,12 @@ struct ZaxBackend {
   // Tasks.
   /// A function whose `invoke` returns a promise; what it throws rejects one.
   ZaxValue* (*makeTaskFunction)(const struct ZaxFunction* function);
-  /// Starts a task, which it owns from then on, and returns the promise. `signal` is an
-  /// AbortSignal, `onProgress` takes the progress values; either may be null. Throws into script
-  /// where one of them is something else.
-  ZaxValue* (*startTask)(struct ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress);
+  /// Starts a task, which it owns from then on, and returns the promise. Until it has settled, it
+  /// keeps the instances that it uses; where it is `exclusive` it claims them: it runs after those
+  /// that claimed one of them before, alone. `signal` is an AbortSignal, `onProgress` takes the
+  /// progress values; either may be null. Throws into script where one of them is something else.
+  ZaxValue* (*startTask)(struct ZaxTask* task, struct ZaxInstance* const* instances, size_t count,
+                         bool exclusive, ZaxValue* signal, ZaxValue* onProgress);
   /// Lets the JavaScript thread take progress values. Any thread.
   void (*wakeTask)(struct ZaxTask* task);
 
@@ -324,10 +326,6 @@ struct ZaxBackend {
   /// To be called when an instance's `uses` are 0 again and it is claimed, or collected, or its
   /// type tells of external bytes.
   void (*endUse)(struct ZaxInstance* instance);
-  /// startTask for a task that uses instances; until it has settled, it keeps them. Where it is
-  /// `exclusive` it claims them: it runs after those that claimed one of them before, alone.
-  ZaxValue* (*startTaskOf)(struct ZaxTask* task, struct ZaxInstance* const* instances, size_t count,
-                           bool exclusive, ZaxValue* signal, ZaxValue* onProgress);
 };
 
 /// What an add-on's binary needs of the table. It exports `zax_needs`, which tells it, under this
@@ -347,6 +345,12 @@ namespace zax {
 
 /// The backend in use; set before the body of the module runs.
 inline const ZaxBackend* backend = nullptr;
+
+/// Whether instances of a type, which may be null, are instances of another too.
+inline bool isOrExtends(const ZaxType* type, const ZaxType* base) {
+  while (type && type != base) type = type->base;
+  return type;
+}
 
 }  // namespace zax
 

@@ -74,8 +74,9 @@ class Function : public ZaxFunction {
   /// The class that it belongs to; null without one.
   const ZaxType* type() const { return type_; }
 
-  /// The instance that a method is called on, whose conversion begins and ends. Throws BadArgument
-  /// where it is called on something else.
+  /// The instance that a method is called on; what is thrown from here on is said to be about it,
+  /// until the invocation's position changes. Throws BadArgument where it is called on something
+  /// else.
   ZaxInstance& receiver(Invocation& invocation) const {
     invocation.position = Invocation::receiving;
     ZaxInstance* instance = backend->getReceiver(invocation.call, type_);

@@ -19,15 +19,6 @@ std::string nameOfType(const std::type_info& type) {
   return name;
 }
 
-bool extends(const ZaxType* type, const ZaxType* base) {
-  while (type && type != base) type = type->base;
-  return type;
-}
-
-}  // namespace
-
-namespace {
-
 std::string problemOf(const ZaxInstance& instance) {
   if (instance.disposed) return concat({"the ", instance.type->name, " has been disposed of"});
   if (instance.claims == 0) return concat({"the ", instance.type->name, " is being used"});
@@ -61,8 +52,8 @@ Instance* Instance::make(std::shared_ptr<void> shared, const ZaxType* type, void
 void refuseInstance(const ZaxInstance& instance) { throw UnusableInstance(instance); }
 
 void Uses::note(ZaxInstance& instance) {
-  const bool mayBeBusy = current && current->ofTask_;
-  if (instance.disposed || (instance.claims > 0 && !mayBeBusy)) refuseInstance(instance);
+  const bool isForTask = current && current->of_ == Of::task;
+  if (instance.disposed || !isForTask) checkUsable(instance);
   if (!current) return;
   current->add(&instance);
   beginUse(instance);
@@ -103,7 +94,7 @@ void* readInstance(Handle value, const std::type_info& info) {
 const void* readInstanceNow(Handle value, const std::type_info& info) {
   const ZaxType* type = typeOf(info);
   const ZaxInstance& instance = instanceIn(value, type);
-  if (instance.disposed || instance.claims > 0) refuseInstance(instance);
+  checkUsable(instance);
   return objectAs(instance, type);
 }
 
@@ -120,7 +111,7 @@ Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner) {
   if (ZaxValue* known = backend->findInstance(outgoing.whole, type)) return Handle(known);
   void* object = outgoing.object;
   const ZaxType* whole = backend->findType(&outgoing.wholeType);
-  if (whole && whole != type && extends(whole, type)) {
+  if (isOrExtends(whole, type)) {
     type = whole;
     object = outgoing.whole;
   }

@@ -40,6 +40,9 @@ class UnusableInstance : public ConversionError {
 
 /// Throws UnusableInstance.
 [[noreturn]] void refuseInstance(const ZaxInstance& instance);
+inline void checkUsable(const ZaxInstance& instance) {
+  if (instance.disposed || instance.claims > 0) refuseInstance(instance);
+}
 
 /// The object of an instance as one of `type`, which it is or extends.
 inline void* objectAs(const ZaxInstance& instance, const ZaxType* type) {
@@ -73,7 +76,9 @@ class Use {
 /// until its end. Those of a task may be busy: it comes after.
 class Uses {
  public:
-  explicit Uses(bool ofTask = false) : ofTask_(ofTask), outer_(current) { current = this; }
+  enum class Of { call, task };
+
+  explicit Uses(Of of = Of::call) : of_(of), outer_(current) { current = this; }
   ~Uses() {
     close();
     for (std::size_t i = 0; i < size_; ++i) endUse(*data()[i]);
@@ -98,7 +103,7 @@ class Uses {
 
   static thread_local Uses* current;
 
-  const bool ofTask_;
+  const Of of_;
   Uses* outer_;
   std::size_t size_ = 0;
   ZaxInstance* few_[4];

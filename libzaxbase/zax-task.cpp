@@ -156,15 +156,11 @@ ZaxValue* TaskCall::resultOf() {
   }
 }
 
-ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options) {
-  return backend->startTask(call.release(), options.signal.get(), options.onProgress.get());
-}
-
-ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses& uses,
+ZaxValue* TaskCall::start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses* uses,
                           bool exclusive) {
-  uses.close();
-  return backend->startTaskOf(call.release(), uses.data(), uses.size(), exclusive,
-                              options.signal.get(), options.onProgress.get());
+  if (uses) uses->close();
+  return backend->startTask(call.release(), uses ? uses->data() : nullptr, uses ? uses->size() : 0,
+                            exclusive, options.signal.get(), options.onProgress.get());
 }
 
 }  // namespace zax

@@ -180,10 +180,9 @@ class TaskCall : public ZaxTask {
   static void operator delete(void* memory, std::size_t size) noexcept;
   static void operator delete(void* memory, std::size_t size, std::align_val_t alignment) noexcept;
 
-  /// Hands the call over to the backend; returns the promise.
-  static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options);
-  /// The same for one that uses instances; `exclusive`: not beside other tasks of theirs.
-  static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses& uses,
+  /// Hands the call over to the backend, with the instances that it uses, which may be null;
+  /// `exclusive`: not beside other tasks of theirs. Returns the promise.
+  static ZaxValue* start(std::unique_ptr<TaskCall> call, const TaskOptions& options, Uses* uses,
                          bool exclusive);
 
  protected:
@@ -318,20 +317,25 @@ class TaskCallOf : public TaskCall {
   /// What `module.task` makes run at a call: starts a task.
   static ZaxValue* run(F callable, const Function& function, Invocation& invocation) {
     if constexpr (Call::readsInstances) {
-      Uses uses(true);
-      return run(callable, function, invocation, uses, true);
+      Uses uses(Uses::Of::task);
+      return run(callable, function, invocation, &uses, true);
     } else {
-      TaskOptions options;
-      auto call = prepare(callable, function, invocation, options);
-      return start(std::move(call), options);
+      return run(callable, function, invocation, nullptr, true);
     }
   }
 
-  /// The same for one that uses instances, to which those among its arguments are added.
-  static ZaxValue* run(F callable, const Function& function, Invocation& invocation, Uses& uses,
+  /// The same for one that may use instances, to which those among its arguments are added.
+  static ZaxValue* run(F callable, const Function& function, Invocation& invocation, Uses* uses,
                        bool exclusive) {
-    TaskOptions options;
-    auto call = prepare(callable, function, invocation, options);
+    using Progress = typename Types::ProgressType;
+    auto call = std::make_unique<TaskCallOf>(callable, function, invocation);
+    const TaskOptions options =
+        readTaskOptions(invocation, Call::signature.count, Progress::exists);
+    if constexpr (Progress::exists) {
+      if (options.onProgress.get()) {
+        call->progress_ = std::make_shared<typename Progress::Channel>(call.get());
+      }
+    }
     return start(std::move(call), options, uses, exclusive);
   }
 
@@ -339,20 +343,6 @@ class TaskCallOf : public TaskCall {
       TaskSignature<Types, std::make_index_sequence<std::size_t(Call::signature.count)>>::signature;
 
  private:
-  /// Converts what the caller gives.
-  static std::unique_ptr<TaskCall> prepare(F callable, const Function& function,
-                                           Invocation& invocation, TaskOptions& options) {
-    using Progress = typename Types::ProgressType;
-    auto call = std::make_unique<TaskCallOf>(callable, function, invocation);
-    options = readTaskOptions(invocation, Call::signature.count, Progress::exists);
-    if constexpr (Progress::exists) {
-      if (options.onProgress.get()) {
-        call->progress_ = std::make_shared<typename Progress::Channel>(call.get());
-      }
-    }
-    return call;
-  }
-
   void work() override { call(std::index_sequence_for<P...>()); }
 
   template <std::size_t... I>

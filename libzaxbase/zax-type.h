@@ -30,7 +30,8 @@ class Type : public ZaxType {
   /// the module that is loading has made one already.
   static Type* make(std::string_view name, std::string_view text, const std::type_info& info);
 
-  // The functions below take over their functions, with what destroys each.
+  // The functions below take over their functions, with what destroys each. They throw an Exception
+  // with code "EBADARG" where the name stands already, or the function does not fit.
   using Destroy = void (*)(void* function);
   void setConstructor(Function* function, Destroy destroy);
   void add(ZaxMemberKind kind, Function* function, Destroy destroy);
@@ -132,7 +133,7 @@ struct MethodCall {
 
   static ZaxValue* run(F& callable, const Function& function, Invocation& invocation) {
     ZaxInstance& instance = function.receiver(invocation);
-    if (instance.disposed || instance.claims > 0) refuseInstance(instance);
+    checkUsable(instance);
     invocation.position = Invocation::working;
     const Use use(instance);
     const Bound<T, F> bound{callable, receivedObject<T>(function, instance)};
@@ -154,9 +155,13 @@ struct DisposerCall {
     invocation.position = Invocation::working;
     const Use use(instance);
     const Bound<T, F> bound{callable, receivedObject<T>(function, instance)};
-    ZaxValue* result = Call::run(bound, function, invocation);
-    instance.disposed = true;
-    return result;
+    instance.disposed = true;  // Script that runs meanwhile uses it no more.
+    try {
+      return Call::run(bound, function, invocation);
+    } catch (...) {
+      instance.disposed = false;
+      throw;
+    }
   }
 };
 
@@ -172,11 +177,11 @@ struct MethodTask {
 
   static ZaxValue* run(const F& callable, const Function& function, Invocation& invocation) {
     ZaxInstance& instance = function.receiver(invocation);
-    Uses uses(true);
+    Uses uses(Uses::Of::task);
     Uses::note(instance);
     invocation.position = Invocation::working;
     const Callable bound{callable, receivedObject<T>(function, instance)};
-    return Call::run(bound, function, invocation, uses, exclusive);
+    return Call::run(bound, function, invocation, &uses, exclusive);
   }
 };
 

@@ -277,6 +277,7 @@ using Info = v8::FunctionCallbackInfo<v8::Value>;
 
 void returnNumber(ZaxCall* call, double result) {
   auto value = reinterpret_cast<const Info*>(call)->GetReturnValue();
+  // A small integer is set in place; of any other number V8 has to be asked for an object.
   constexpr double most = 1 << 30;
   const auto integer = static_cast<std::int32_t>(result > -most && result < most ? result : 0.5);
   if (integer == result && (integer != 0 || !std::signbit(result))) return value.Set(integer);
@@ -339,14 +340,10 @@ ZaxValue* makeTaskFunction(const ZaxFunction* function) {
 
 // Tasks.
 
-ZaxValue* startTaskOf(ZaxTask* task, ZaxInstance* const* instances, std::size_t count,
-                      bool exclusive, ZaxValue* signal, ZaxValue* onProgress) {
+ZaxValue* startTask(ZaxTask* task, ZaxInstance* const* instances, std::size_t count, bool exclusive,
+                    ZaxValue* signal, ZaxValue* onProgress) {
   return slotOf(Environment::current()->tasks().start(task, {instances, count, exclusive},
                                                       toLocal(signal), toLocal(onProgress)));
-}
-
-ZaxValue* startTask(ZaxTask* task, ZaxValue* signal, ZaxValue* onProgress) {
-  return startTaskOf(task, nullptr, 0, false, signal, onProgress);
 }
 
 void wakeTask(ZaxTask* task) {
@@ -381,7 +378,7 @@ bool addMember(ZaxType* type, ZaxMemberKind kind, const ZaxFunction* function,
 }
 
 ZaxValue* getClass(ZaxType* type) { return slotOf(instances().getClass(type)); }
-const ZaxType* findType(const void* key) { return instances().find(key); }
+const ZaxType* findType(const void* key) { return instances().findType(key); }
 
 ZaxInstance* getInstance(ZaxValue* value, const ZaxType* type) {
   return Instances::get(toLocal(value), type);
@@ -557,7 +554,6 @@ const ZaxBackend backendTable = {
     wrapInstance,
     findInstance,
     endUse,
-    startTaskOf,
 };
 
 }  // namespace zax

@@ -18,7 +18,7 @@ namespace zax {
 class Environment;
 class Tasks;
 
-/// The instances that a task uses.
+/// What a task is started with: the instances that it uses, and whether it claims them.
 struct TaskTakes {
   ZaxInstance* const* instances;
   std::size_t count;

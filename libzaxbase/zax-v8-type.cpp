@@ -44,11 +44,6 @@ Extra& extraOf(ZaxInstance* instance) {
 
 Class& classOf(const ZaxType* type) { return *static_cast<Class*>(type->script); }
 
-bool isOrExtends(const ZaxType* type, const ZaxType* base) {
-  while (type && type != base) type = type->base;
-  return type;
-}
-
 #if V8_MAJOR_VERSION >= 14
 void setField(v8::Local<v8::Object> object, void* pointer) {
   object->SetAlignedPointerInInternalField(0, pointer, v8::kEmbedderDataTypeTagDefault);
@@ -97,13 +92,13 @@ void TaskInstances::take(ZaxInstance* const* instances, std::size_t count, bool 
 }
 
 void TaskInstances::queueUp(Claim& claim) {
-  Extra& record = extraOf(claim.instance);
-  const bool isFirst = !record.first;
-  (isFirst ? record.first : record.last->next) = &claim;
-  record.last = &claim;
+  Extra& queue = extraOf(claim.instance);
+  const bool isFirst = !queue.first;
+  (isFirst ? queue.first : queue.last->next) = &claim;
+  queue.last = &claim;
   ++claim.instance->claims;
-  if (isFirst) record.blocksFirst = claim.instance->uses > 0;
-  if (!isFirst || record.blocksFirst) ++blocked_;
+  if (isFirst) queue.blocksFirst = claim.instance->uses > 0;
+  if (!isFirst || queue.blocksFirst) ++blocked_;
 }
 
 TaskInstances::~TaskInstances() {
@@ -114,15 +109,15 @@ TaskInstances::~TaskInstances() {
 }
 
 void TaskInstances::leaveQueue(Claim& claim) {
-  Extra& record = extraOf(claim.instance);
+  Extra& queue = extraOf(claim.instance);
   Claim* before = nullptr;
-  for (Claim* other = record.first; other != &claim; other = other->next) before = other;
-  (before ? before->next : record.first) = claim.next;
-  if (record.last == &claim) record.last = before;
+  for (Claim* other = queue.first; other != &claim; other = other->next) before = other;
+  (before ? before->next : queue.first) = claim.next;
+  if (queue.last == &claim) queue.last = before;
   --claim.instance->claims;
-  if (before || !claim.next) return;
-  record.blocksFirst = claim.instance->uses > 0;
-  if (!record.blocksFirst) claim.next->owner->unblock();
+  if (before) return;
+  queue.blocksFirst = queue.first && claim.instance->uses > 0;
+  if (queue.first && !queue.blocksFirst) queue.first->owner->unblock();
 }
 
 void TaskInstances::unblock() {
@@ -184,7 +179,7 @@ v8::MaybeLocal<v8::Function> Instances::getClass(const ZaxType* type) {
   return function;
 }
 
-const ZaxType* Instances::find(const void* key) {
+const ZaxType* Instances::findType(const void* key) {
   const auto is = [&](std::size_t i) {
     return i < classes_.size() && classes_[i]->type->key == key;
   };

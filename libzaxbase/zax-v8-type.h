@@ -70,13 +70,15 @@ class Instances : public NonCopyable {
   ~Instances();
 
   void makeClass(ZaxType* type);
-  /// False where the class has an instance already.
+  /// False where the class has been made already.
   bool addMember(const ZaxType* type, const char* name, v8::Local<v8::FunctionTemplate> member,
                  ZaxMemberKind kind, v8::Local<v8::FunctionTemplate> setter);
   /// Empty when script failed on the way.
   v8::MaybeLocal<v8::Function> getClass(const ZaxType* type);
-  const ZaxType* find(const void* key);
+  /// The type of a key; null where there is none.
+  const ZaxType* findType(const void* key);
 
+  /// The instance of a type that a value is; null for any other value.
   static ZaxInstance* get(v8::Local<v8::Value> value, const ZaxType* type);
 
   /// Makes an object stand for an instance.

@@ -13,8 +13,8 @@ const { names, secondNapi, zaxTask, zaxSplit, literal } = require('./contenders'
 const { mapValues, interleave, inChild } = require('./rounds');
 const tasks = require('./tasks');
 
-const onSqlite = Number(process.versions.node.split('.')[0]) >= 22;
-const onNewest = Number(process.versions.node.split('.')[0]) >= 26;
+const line = Number(process.versions.node.split('.')[0]);
+const onNewest = line >= 26;
 const buildFolder = path.join(__dirname, '../build');
 const mebibyte = 1024 * 1024;
 const eightBytes = '12345678';
@@ -278,10 +278,11 @@ async function s12({ contenders, rounds }) {
   return rows;
 }
 
+const counter = 'new Counter(7)';
+
 async function s14(bench) {
-  const input = 'new Counter(7)';
-  const calls = { statement: 'sum += input.add(0)', input, sum: 7, count: 200000 };
-  const reads = { statement: 'sum += input.value', input, sum: 7, count: 200000 };
+  const calls = { statement: 'sum += input.add(0)', input: counter, sum: 7, count: 200000 };
+  const reads = { statement: 'sum += input.value', input: counter, sum: 7, count: 200000 };
   const options = { count: 100000 };
   const goals = (most) => [goal('nan', most), goal('napi', 0.5)];
   const { cpu } = await interleave(names, bench.rounds, (name) =>
@@ -294,6 +295,11 @@ async function s14(bench) {
   ];
 }
 
+async function s15(bench) {
+  const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 20 };
+  return [await repeatedApart(bench, '20,000 rows out', 'ms', out, goal('peer', 0.35))];
+}
+
 async function s16({ contenders, rounds }) {
   const sizes = { '64 bytes': 64, '1 MiB': mebibyte };
   const { wall } = await interleave(Object.keys(sizes), shortRounds(rounds), (name) =>
@@ -304,51 +310,6 @@ async function s16({ contenders, rounds }) {
     row('64 bytes to a task and back', 'ns', few),
     row('1 MiB to a task and back', 'ns', many, { limit: 1.1 * few.zax.median }),
   ];
-}
-
-/** What reaching V8 through a backend from elsewhere costs. */
-async function s18({ contenders, rounds }) {
-  const calls = {
-    'add(a, b)': { statement: 'sum += add(0.5, 2)', sum: 2.5, count: 50000 },
-    'upper(8 bytes)': { statement: `sum += upper('${eightBytes}').length`, sum: 8, count: 20000 },
-    '10,000 doubles in': { statement: 'sum += sumOf(input)', input: 'Array(10000).fill(2)' },
-    '1,000 structs out': { statement: 'sum += points(1000).length', sum: 1000, count: 20 },
-    '64 bytes': { statement: 'sum += invert(input).length', input: 'Buffer.alloc(64)', sum: 64 },
-    'failing call': {
-      statement: 'try { refuse(7, input) } catch { sum++; }',
-      input: "'x'",
-      sum: 1,
-    },
-    'method call': {
-      statement: 'sum += input.add(0)',
-      input: 'new Counter(7)',
-      sum: 7,
-      count: 50000,
-    },
-    'property read': {
-      statement: 'sum += input.value',
-      input: 'new Counter(7)',
-      sum: 7,
-      count: 50000,
-    },
-  };
-  Object.assign(calls['10,000 doubles in'], { sum: 20000, count: 20 });
-  const both = [zaxSplit, 'zax'];
-  const compared = async (what, unit, size, task, options) => {
-    const { cpu } = await interleave(both, shortRounds(rounds), (name) =>
-      tasks[task](contenders[name], options),
-    );
-    const { [zaxSplit]: split, zax: combined } = inUnits(cpu, size);
-    return row(`${what}: split`, unit, { zax: split, combined }, goal('combined', 1.1));
-  };
-  const rows = [];
-  for (const [what, call] of Object.entries(calls)) {
-    const options = { input: '0', count: 2000, ...call };
-    rows.push(await compared(what, 'ns', 1, 'repeat', options));
-  }
-  const options = { text: eightBytes, width: 64, count: 8000, stackTraceLimit: 0 };
-  rows.push(await compared('task', 'ns', 1, 'awaited', options));
-  return rows;
 }
 
 /** Rows from SQLite by the example, by the same on node-addon-api, and by Node's own module. */
@@ -366,7 +327,7 @@ async function s17({ rounds }) {
     zax: await database.prepare(query),
     napi: await new napi.Database(file).prepare(query),
   };
-  const { DatabaseSync } = onSqlite ? require('node:sqlite') : {};
+  const { DatabaseSync } = line >= 22 ? require('node:sqlite') : {};
   if (DatabaseSync) statements['node:sqlite'] = new DatabaseSync(file).prepare(query);
   const { wall } = await interleave(Object.keys(statements), rounds, async (name) => {
     const stop = tasks.meter();
@@ -381,9 +342,39 @@ async function s17({ rounds }) {
   return [row(`100,000 rows of SQLite${beside}`, 'ms', figures, goal('napi', 0.7))];
 }
 
-async function s15(bench) {
-  const out = { statement: 'sum += rows(20000).length', sum: 20000, count: 20 };
-  return [await repeatedApart(bench, '20,000 rows out', 'ms', out, goal('peer', 0.35))];
+/** The calls of S18, as repeated tasks. */
+const callsOfSplit = {
+  'add(a, b)': { statement: 'sum += add(0.5, 2)', sum: 2.5, count: 50000 },
+  'upper(8 bytes)': { statement: `sum += upper('${eightBytes}').length`, sum: 8, count: 20000 },
+  '10,000 doubles in': {
+    statement: 'sum += sumOf(input)',
+    input: 'Array(10000).fill(2)',
+    sum: 20000,
+    count: 20,
+  },
+  '1,000 structs out': { statement: 'sum += points(1000).length', sum: 1000, count: 20 },
+  '64 bytes': { statement: 'sum += invert(input).length', input: 'Buffer.alloc(64)', sum: 64 },
+  'failing call': { statement: "try { refuse(7, 'x') } catch { sum++; }", sum: 1 },
+  'method call': { statement: 'sum += input.add(0)', input: counter, sum: 7, count: 50000 },
+  'property read': { statement: 'sum += input.value', input: counter, sum: 7, count: 50000 },
+};
+
+/** What reaching V8 through a backend from elsewhere costs. */
+async function s18({ contenders, rounds }) {
+  const compared = async (what, task, options) => {
+    const { cpu } = await interleave([zaxSplit, 'zax'], shortRounds(rounds), (name) =>
+      tasks[task](contenders[name], options),
+    );
+    const { [zaxSplit]: zax, zax: combined } = cpu;
+    return row(`${what}: split`, 'ns', { zax, combined }, goal('combined', 1.1));
+  };
+  const rows = [];
+  for (const [what, call] of Object.entries(callsOfSplit)) {
+    rows.push(await compared(what, 'repeat', { input: '0', count: 2000, ...call }));
+  }
+  const options = { text: eightBytes, width: 64, count: 8000, stackTraceLimit: 0 };
+  rows.push(await compared('task', 'awaited', options));
+  return rows;
 }
 
 module.exports = {

@@ -43,7 +43,9 @@ class Store : public std::enable_shared_from_this<Store> {
   }
   void close() const {
     if (name == "stubborn") throw std::runtime_error("not yet");
+    if (onClose_) onClose_();
   }
+  void whenClosed(std::function<void()> call) { onClose_ = std::move(call); }
   std::size_t externalBytes() const { return size_ * std::size_t(1 << 20); }
 
   static inline std::atomic<int> living{0};
@@ -51,8 +53,9 @@ class Store : public std::enable_shared_from_this<Store> {
   const int fixed = 7;
 
  private:
-  int size_;
+  std::atomic<int> size_;  // peek reads it beside work
   std::atomic<bool> used_{false};
+  std::function<void()> onClose_;
 };
 
 struct Other {
@@ -140,6 +143,7 @@ void addClasses(zax::Module&& module) {
       .method("self", &Store::self)
       .method("shared", &Store::shared)
       .method("each", &Store::each)
+      .method("whenClosed", &Store::whenClosed)
       .method("isSame", [](const Store& store, const Store& other) { return &store == &other; })
       .property("size", &Store::size, &Store::resize, "How much it has.")
       .field("name", &Store::name)

@@ -183,9 +183,11 @@ test('tasks of an object', async () => {
   let inside;
   store.each(() => (inside ??= store.work(1)));
   assert.equal(await inside, 6);
+  let meanwhile;
+  store.whenClosed(() => (meanwhile = store.work(1)));
   store.close();
   const gone = 'EDISPOSED: Store.work: this: the Store has been disposed of';
-  assert.equal(await outcome(store.work(1)), gone);
+  for (const late of [meanwhile, store.work(1)]) assert.equal(await outcome(late), gone);
   const queue = Array.from({ length: 100 }, () => other.work(1));
   assert.equal(await tasks.count(1, 0), 1);
   assert.equal(
