@@ -49,6 +49,26 @@ Instance* Instance::make(std::shared_ptr<void> shared, const ZaxType* type, void
   return instance;
 }
 
+namespace {
+
+/// What the shares in an instance and its object have in common.
+struct Shared {
+  ~Shared() {
+    if (instance) instance->destroy(instance);
+  }
+  ZaxInstance* instance = nullptr;
+};
+
+}  // namespace
+
+const std::shared_ptr<void>& Instance::share() {
+  if (owner) return owner;
+  const auto shared = std::make_shared<Shared>();
+  owner = {shared, object};
+  shared->instance = this;
+  return owner;
+}
+
 void refuseInstance(const ZaxInstance& instance) { throw UnusableInstance(instance); }
 
 void Uses::note(ZaxInstance& instance) {
@@ -100,8 +120,8 @@ const void* readInstanceNow(Handle value, const std::type_info& info) {
 
 std::shared_ptr<void> shareInstance(Handle value, const std::type_info& info) {
   const ZaxType* type = typeOf(info);
-  const auto& instance = static_cast<const Instance&>(notedInstanceIn(value, type));
-  return {instance.owner, objectAs(instance, type)};
+  auto& instance = static_cast<Instance&>(notedInstanceIn(value, type));
+  return {instance.share(), objectAs(instance, type)};
 }
 
 Handle writeNew(Instance* instance) { return checked(backend->wrapInstance(instance)); }

@@ -17,7 +17,7 @@
 
 namespace zax {
 
-/// An object that a JavaScript object stands for, with its share in it.
+/// An object that a JavaScript object stands for.
 struct Instance : ZaxInstance {
   /// `object` is of the type.
   Instance(const ZaxType* type, void* object, const void* identity,
@@ -28,7 +28,10 @@ struct Instance : ZaxInstance {
   static Instance* make(std::shared_ptr<void> shared, const ZaxType* type, void* object,
                         const void* identity);
 
-  std::shared_ptr<void> owner;
+  /// A share in the object.
+  const std::shared_ptr<void>& share();
+
+  std::shared_ptr<void> owner;  ///< empty while the instance is all that has the object
 };
 
 /// An instance that cannot be used now. Codes: "EDISPOSED", and "EBUSY" while a task has it to
@@ -165,7 +168,8 @@ T construct(A&&... arguments) {
   }
 }
 
-/// An object and its instance in one piece of memory, in which it has a share itself.
+/// An object and its instance in one piece of memory. Where C++ has shares in it, the last of them
+/// to go destroys both.
 template <typename T>
 struct InstanceOf : Instance {
   template <typename... A>
@@ -174,7 +178,9 @@ struct InstanceOf : Instance {
         object(construct<T>(std::forward<A>(arguments)...)) {}
 
   static void release(ZaxInstance* self) {
-    const std::shared_ptr<void> last = std::move(static_cast<Instance*>(self)->owner);
+    auto* instance = static_cast<InstanceOf*>(self);
+    if (!instance->owner) return delete instance;
+    const std::shared_ptr<void> mine = std::move(instance->owner);  // The last comes here again.
   }
 
   T object;
@@ -187,10 +193,7 @@ Instance* makeInstance(const ZaxType* type, A&&... arguments) {
     const auto made = std::shared_ptr<T>(new T(construct<T>(std::forward<A>(arguments)...)));
     return Instance::make(made, type, made.get(), made.get());
   } else {
-    auto made = std::make_shared<InstanceOf<T>>(type, std::forward<A>(arguments)...);
-    Instance* instance = made.get();
-    instance->owner = std::move(made);
-    return instance;
+    return new InstanceOf<T>(type, std::forward<A>(arguments)...);
   }
 }
 
