@@ -1,14 +1,9 @@
 #include "zax-task.h"
 
-#include <cerrno>
-
 #include "zax-base.h"
 #include "zax-block-cache.h"
 
 namespace zax {
-
-Cancelled::Cancelled()
-    : ErrnoException(Errno(ECANCELED), __("The task was cancelled"), DebugInfo()) {}
 
 bool ProgressChannel::makeRoom(Lock& held, const std::size_t& waiting) {
   if (waiting >= capacity && std::this_thread::get_id() != taker_) {
@@ -131,7 +126,7 @@ TaskCall::TaskCall(const Function& function) : ZaxTask(), function_(function) {
   };
   ZaxTask::cancel = [](ZaxTask* self) {
     const auto* call = static_cast<TaskCall*>(self);
-    if (call->cancelled_) *call->cancelled_ = true;
+    if (call->cancellation_) call->cancellation_->request();
   };
   ZaxTask::closeProgress = [](ZaxTask* self) {
     const auto* call = static_cast<TaskCall*>(self);
@@ -147,7 +142,7 @@ ZaxValue* TaskCall::resultOf() {
     position = Invocation::returning;
     return convert().get();
   } catch (Cancelled& e) {
-    if (cancelled_ && *cancelled_) return nullptr;
+    if (cancellation_ && cancellation_->requested()) return nullptr;
     return function_.fail(position, &e);
   } catch (std::exception& e) {
     return function_.fail(position, &e);

@@ -1,7 +1,6 @@
 #ifndef ZAX_TASK_H
 #define ZAX_TASK_H
 
-#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
@@ -16,40 +15,13 @@
 #include <utility>
 #include <vector>
 
+#include "zax-cancellation.h"
 #include "zax-function.h"
 
 // C++ callables that run on the thread pool while JavaScript awaits a promise. What need not be a
 // template is compiled once, in zax-task.cpp.
 
 namespace zax {
-
-/// What a task throws, by Cancellation::check, to end because nobody waits for it any more. Code:
-/// "ECANCELED". Where a signal has cancelled the task, the promise rejects with the signal's reason
-/// instead.
-class Cancelled : public ErrnoException {
- public:
-  Cancelled();
-};
-
-/// A parameter of a task, which JavaScript does not see: tells whether the caller's signal was
-/// aborted, or the environment that waits for the task is ending. Copies share that, on any thread,
-/// also beyond the task's end.
-class Cancellation {
- public:
-  /// One that nothing cancels.
-  Cancellation() = default;
-  explicit Cancellation(std::shared_ptr<const std::atomic<bool>> flag) : flag_(std::move(flag)) {}
-
-  bool requested() const { return flag_ && flag_->load(std::memory_order_relaxed); }
-
-  /// Throws Cancelled once it is requested.
-  void check() const {
-    if (requested()) throw Cancelled();
-  }
-
- private:
-  std::shared_ptr<const std::atomic<bool>> flag_;
-};
 
 /// The way of a task's progress values to the JavaScript thread, in the order of posting. With
 /// `capacity` of them waiting a poster waits too, until the JavaScript thread has taken them or the
@@ -193,8 +165,8 @@ class TaskCall : public ZaxTask {
   /// What it has returned as a JavaScript value.
   virtual Handle convert() = 0;
 
-  std::shared_ptr<std::atomic<bool>> cancelled_;  ///< null where the callable does not ask
-  std::shared_ptr<ProgressChannel> progress_;     ///< null where nobody listens
+  std::shared_ptr<CancellationState> cancellation_;  ///< null where the callable does not ask
+  std::shared_ptr<ProgressChannel> progress_;        ///< null where nobody listens
 
  private:
   ZaxValue* resultOf();
@@ -311,7 +283,7 @@ class TaskCallOf : public TaskCall {
   TaskCallOf(F callable, const Function& function, Invocation& invocation)
       : TaskCall(function), callable_(callable), arguments_(Call::read(invocation, shown)) {
     if constexpr (!std::is_same_v<typename Call::MaybeKeeper, NoKeeper>) keeper_.end();
-    if constexpr (Types::cancellable) cancelled_ = std::make_shared<std::atomic<bool>>(false);
+    if constexpr (Types::cancellable) cancellation_ = std::make_shared<CancellationState>();
   }
 
   /// What `module.task` makes run at a call: starts a task.
@@ -361,7 +333,7 @@ class TaskCallOf : public TaskCall {
       using Channel = typename ProgressIn<Plain>::type::Channel;
       return Plain(std::static_pointer_cast<Channel>(progress_));
     } else if constexpr (std::is_same_v<Plain, Cancellation>) {
-      return Cancellation(cancelled_);
+      return Cancellation(cancellation_);
     } else {
       return static_cast<Parameter&&>(argumentAt<Types::shownIndex(I)>(arguments_));
     }

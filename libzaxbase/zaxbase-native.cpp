@@ -7,6 +7,7 @@
 #endif
 
 #include "zax-bytes.cpp"
+#include "zax-cancellation.cpp"
 #include "zax-container.cpp"
 #include "zax-conversion-error.cpp"
 #include "zax-declaration.cpp"

@@ -200,6 +200,7 @@ function meet(file, moment, event, tell) {
       act();
     },
     run: () => {
+      many(-1, 2);
       many(1e6);
       setTimeout(act, 20);
     },

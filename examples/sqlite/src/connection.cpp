@@ -48,17 +48,25 @@ void Connection::finalizeRetired() {
   retired_.clear();
 }
 
+std::unique_lock<std::timed_mutex> Connection::waitForTurn(const zax::Cancellation& cancellation) {
+  std::unique_lock<std::timed_mutex> lock(turn_, std::defer_lock);
+  while (!lock.try_lock_for(pollTime)) cancellation.check();
+  return lock;
+}
+
 Turn::Turn(Connection& connection, const zax::Progress<Work>& progress,
            const zax::Cancellation& cancellation)
-    : connection_(connection), progress_(progress), cancellation_(cancellation) {
-  while (!connection.turn_.try_lock_for(pollTime)) cancellation.check();
+    : connection_(connection),
+      progress_(progress),
+      cancellation_(cancellation),
+      lock_(connection.waitForTurn(cancellation)),
+      interrupt_(cancellation, [this]() noexcept { sqlite3_interrupt(handle()); }) {
   sqlite3_progress_handler(handle(), interval, onProgress, this);
 }
 
 Turn::~Turn() {
   sqlite3_progress_handler(handle(), 0, nullptr, nullptr);
   connection_.finalizeRetired();
-  connection_.turn_.unlock();
 }
 
 bool Turn::step(sqlite3_stmt* statement) {
@@ -78,5 +86,6 @@ int Turn::onProgress(void* turn) {
   Turn& self = *static_cast<Turn*>(turn);
   self.work_.instructions += interval;
   self.progress_(self.work_);
+  // SQLite forgets an interrupt that comes before the statement's first step.
   return self.cancellation_.requested() ? 1 : 0;
 }

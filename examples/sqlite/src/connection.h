@@ -33,6 +33,7 @@ class Connection {
   friend class Turn;
 
   void finalizeRetired();
+  std::unique_lock<std::timed_mutex> waitForTurn(const zax::Cancellation& cancellation);
 
   sqlite3* handle_ = nullptr;
   std::timed_mutex turn_;
@@ -44,8 +45,8 @@ class Connection {
 [[noreturn]] void fail(sqlite3* handle);
 
 /// The time within which a connection belongs to one thread. SQLite's progress handler tells how
-/// far its statement has come and ends it where its task is cancelled; sqlite3_interrupt would
-/// end whatever statement has the connection by then.
+/// far its statement has come. Where its task is cancelled the statement is interrupted, and none
+/// of a later turn.
 class Turn {
  public:
   /// Waits for the turns of others. Throws zax::Cancelled.
@@ -73,6 +74,8 @@ class Turn {
   const zax::Progress<Work>& progress_;
   const zax::Cancellation& cancellation_;
   Work work_;
+  const std::unique_lock<std::timed_mutex> lock_;
+  const zax::CancellationCallback interrupt_;  // gone before others have the connection
 };
 
 #endif
