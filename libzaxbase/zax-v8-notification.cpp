@@ -60,18 +60,15 @@ thread_local const QueuePointer* currentQueue = nullptr;
 
 NotificationQueue g_asyncNotifications;
 
-/// The signal is made now, on the thread that runs the loop. For the main thread the first
-/// notification makes it.
 NotificationQueue::NotificationQueue(EventLoop& loopOfWorker) : loop_(&loopOfWorker) {
-  if (!makeSignal(loopOfWorker.handle())) std::abort();
-  auto* handle = reinterpret_cast<uv_handle_t*>(&signal_);
-  uv_unref(handle);
-  loopOfWorker.closeAtEnd(handle);
+  makeSignal(loopOfWorker.handle());
+  if (!hasSignal_) std::abort();
+  loopOfWorker.closeAtEnd(reinterpret_cast<uv_handle_t*>(&signal_));
 }
 
-bool NotificationQueue::makeSignal(uv_loop_t* loop) {
+void NotificationQueue::makeSignal(uv_loop_t* loop) {
   hasSignal_ = uv_async_init(loop, &signal_, asyncNotificationsRunCallback) == 0;
-  return hasSignal_;
+  if (hasSignal_) uv_unref(reinterpret_cast<uv_handle_t*>(&signal_));
 }
 
 /// Returns how many there are now.
@@ -95,7 +92,7 @@ NotificationQueue::Refused NotificationQueue::post(AsyncNotification* notificati
   }
   const std::size_t pending = push(notification);
   if (ownMemory.empty()) ownMemory.swap(spare_);
-  if (!hasSignal_ && !makeSignal(uv_default_loop())) return Refused::handle;
+  if (!hasSignal_) return Refused::handle;
   // The thread that the signal wakes takes the lock at once, but a Worker's loop could end without.
   if (!loop_) lock.unlock();
   if (uv_async_send(&signal_) != 0) return Refused::signal;
@@ -114,9 +111,8 @@ void NotificationQueue::run() {
 }
 
 void NotificationQueue::drain(std::unique_lock<std::mutex>& hold) {
-  if (loop_) {
-    uv_ref(reinterpret_cast<uv_handle_t*>(&signal_));
-  } else {
+  if (hasSignal_) uv_ref(reinterpret_cast<uv_handle_t*>(&signal_));
+  if (!loop_) {
     [[maybe_unused]] static const bool hooked = Drain::hookExit();
   }
   const Drain drain(hold, spare_);
@@ -173,7 +169,10 @@ const QueuePointer ofMainThread(std::shared_ptr<void>(), &g_asyncNotifications);
 const QueuePointer* enterQueue() {
   v8::Isolate* isolate = v8::Isolate::GetCurrent();
   const v8::HandleScope scope(isolate);
-  if (node::GetCurrentEventLoop(isolate) == uv_default_loop()) return &ofMainThread;
+  if (node::GetCurrentEventLoop(isolate) == uv_default_loop()) {
+    g_asyncNotifications.makeSignal(uv_default_loop());
+    return &ofMainThread;
+  }
   EventLoop& loop = EventLoop::enter(isolate->GetCurrentContext());
   auto* queue = new QueuePointer(std::make_shared<NotificationQueue>(loop));
   loop.own(queue, [](void* owned) {

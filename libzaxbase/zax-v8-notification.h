@@ -107,6 +107,10 @@ class NotificationQueue : public NonCopyable {
   NotificationQueue() = default;
   explicit NotificationQueue(EventLoop& loopOfWorker);
 
+  /// Before anybody posts: libuv lets no other thread do this while the loop runs. Where it fails,
+  /// post refuses. The queue's JavaScript thread, once.
+  void makeSignal(uv_loop_t* loop);
+
   /// The loop of a Worker; null for the main thread's queue.
   EventLoop* loopOfWorker() const { return loop_; }
 
@@ -124,7 +128,6 @@ class NotificationQueue : public NonCopyable {
  private:
   std::size_t push(AsyncNotification* notification);
   AsyncNotification* pop();
-  bool makeSignal(uv_loop_t* loop);
   void drain(std::unique_lock<std::mutex>& hold);
   void executeFirst(v8::Isolate* isolate);
 
@@ -133,7 +136,7 @@ class NotificationQueue : public NonCopyable {
   AsyncNotification* last_ = nullptr;
   std::size_t size_ = 0;
   SpareMemory spare_;
-  uv_async_t signal_;  ///< wakes the JavaScript thread, and from its first use keeps it alive
+  uv_async_t signal_;  ///< wakes the JavaScript thread, and from the first drain keeps it alive
   bool hasSignal_ = false;
   EventLoop* const loop_ = nullptr;
   bool over_ = false;

@@ -64,6 +64,18 @@ ends('exceptions in notifications, listened to', 0, 'n-0%\nn-25%\nn-50%\nn-75%\n
     log(text);
     process.exit();
   });`;
+ends('a job makes no handle for its notifications while the loop runs', 0, '0 1\n')`
+  const handles = () => process.report.getReport().libuv.filter(({ type }) => type === 'async');
+  const referenced = (all) => all.filter(({ is_referenced }) => is_referenced).length;
+  asyncEcho(0, '', () => {
+    const before = handles();
+    asyncEchoWithNotifications(0, 'n', (_, text) => {
+      if (text !== 'n') return;
+      const after = handles();
+      log(after.length - before.length, referenced(after) - referenced(before));
+      process.exit();
+    });
+  });`;
 ends('errors while another is delivered', 0, 'TEST-ERROR TEST-ERROR EUNKNOWN\n')`
   asyncEcho(0, 'job_failure', (outer) => {
     try { syncEcho(0, 'failure', nothing); } catch (inner) {
