@@ -74,13 +74,12 @@ void EventLoop::bringThread() {
   if (uv_queue_work(loop_, &request->request, onRun, onReturn) != 0) std::abort();
 }
 
-bool EventLoop::takeBack(PoolWork& work) {
+void EventLoop::takeBack(PoolWork& work) {
   if (!std::exchange(work.isHeld_, false)) {
-    if (work.number_ == 0 || !queue_.remove(work.number_)) return false;
+    if (work.number_ == 0 || !queue_.remove(work.number_)) return;
     work.number_ = 0;
   }
   sendHome(work);
-  return true;
 }
 
 void EventLoop::onRun(uv_work_t* request) {
@@ -158,10 +157,8 @@ void EventLoop::onReturn(uv_work_t* request, int /*status*/) {
 
 void EventLoop::cancelAll() {
   ending_ = true;
-  for (PoolWork* work = first_; work; work = work->next_) {
-    takeBack(*work);
-    work->cancel();
-  }
+  for (PoolWork* work = first_; work; work = work->next_) takeBack(*work);
+  for (PoolWork* work = first_; work; work = work->next_) work->cancel();
   for (const auto& request : requests_) {
     uv_cancel(reinterpret_cast<uv_req_t*>(&request->request));
   }

@@ -91,8 +91,8 @@ class EventLoop : public NonCopyable {
   void start(PoolWork& work);
 
   /// Takes back work that is held or that no thread has taken up; it finishes in the next turn of
-  /// the loop. False where it is running or has run.
-  bool takeBack(PoolWork& work);
+  /// the loop.
+  void takeBack(PoolWork& work);
 
   /// Calls destroy(object) at the end, the last first.
   void own(void* object, void (*destroy)(void*)) { owned_.emplace_back(object, destroy); }

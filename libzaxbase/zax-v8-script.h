@@ -103,9 +103,10 @@ inline constexpr char makeErrorScript[] = R"script(
 };
 )script";
 
-/// The value is a function of the native `cancel(task)`, which gives the script side of tasks.
+/// The value is a function of two native ones, which gives the script side of tasks: `drop(task)`
+/// keeps one that waits for a thread from running, `cancel(task)` tells one that runs.
 inline constexpr char taskScript[] = R"script(
-(cancel) => {
+(drop, cancel) => {
   const { Set, WeakMap, process } = globalThis;
   const { AsyncResource } = process.getBuiltinModule('node:async_hooks');
   const listeners = new WeakMap(); // of signals, one for all tasks of each
@@ -135,7 +136,10 @@ inline constexpr char taskScript[] = R"script(
       let listener = listeners.get(signal);
       if (!listener) {
         const tasks = new Set();
-        listener = () => tasks.forEach(cancel);
+        listener = () => {
+          tasks.forEach(drop); // first, for one that ends makes room for one that waits
+          tasks.forEach(cancel);
+        };
         listener.tasks = tasks;
         signal.addEventListener('abort', listener, { once: true });
         listeners.set(signal, listener);

@@ -198,14 +198,16 @@ bool Tasks::loadScript(v8::Local<v8::Context> context) {
   if (!listen_.IsEmpty()) return true;
   v8::Local<v8::Value> make;
   v8::Local<v8::Value> made;
+  v8::Local<v8::Function> drop;
   v8::Local<v8::Function> cancel;
-  if (!v8::Function::New(context, onAbort).ToLocal(&cancel) ||
+  if (!v8::Function::New(context, onDrop).ToLocal(&drop) ||
+      !v8::Function::New(context, onCancel).ToLocal(&cancel) ||
       !runScript(context, taskScript).ToLocal(&make)) {
     return false;
   }
-  v8::Local<v8::Value> argument = cancel;
+  v8::Local<v8::Value> arguments[] = {drop, cancel};
   if (!make.As<v8::Function>()
-           ->Call(context, v8::Undefined(isolate_), 1, &argument)
+           ->Call(context, v8::Undefined(isolate_), 2, arguments)
            .ToLocal(&made)) {
     return false;
   }
@@ -244,10 +246,14 @@ bool Tasks::listen(TaskJob& job, v8::Local<v8::Object> signal, bool* aborted) {
   return true;
 }
 
-void Tasks::onAbort(const v8::FunctionCallbackInfo<v8::Value>& info) {
+void Tasks::onDrop(const v8::FunctionCallbackInfo<v8::Value>& info) {
   auto* job = static_cast<TaskJob*>(unwrapPointer(info[0]));
-  job->task_->cancel(job->task_);
   job->tasks_.environment_.loop().takeBack(*job);
+}
+
+void Tasks::onCancel(const v8::FunctionCallbackInfo<v8::Value>& info) {
+  const auto* job = static_cast<TaskJob*>(unwrapPointer(info[0]));
+  job->task_->cancel(job->task_);
 }
 
 void Tasks::settleLater(TaskJob& job) {

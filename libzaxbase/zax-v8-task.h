@@ -86,7 +86,8 @@ class Tasks : public NonCopyable {
 
   static void onWake(uv_async_t* handle);
   static void onTurnOver(uv_check_t* handle);
-  static void onAbort(const v8::FunctionCallbackInfo<v8::Value>& info);
+  static void onDrop(const v8::FunctionCallbackInfo<v8::Value>& info);
+  static void onCancel(const v8::FunctionCallbackInfo<v8::Value>& info);
 
   bool loadScript(v8::Local<v8::Context> context);
   bool listen(TaskJob& job, v8::Local<v8::Object> signal, bool* aborted);
