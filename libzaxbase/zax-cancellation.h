@@ -2,12 +2,9 @@
 #define ZAX_CANCELLATION_H
 
 #include <atomic>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "zax-exception-errno.h"
 
@@ -28,6 +25,8 @@ class CancellationCallback;
 /// What the copies of a Cancellation share. Any thread.
 class CancellationState {
  public:
+  CancellationState();
+
   bool requested() const { return requested_.load(std::memory_order_relaxed); }
 
   /// Calls the callbacks that there are, in the order in which they were made.
@@ -40,9 +39,10 @@ class CancellationState {
   bool add(CancellationCallback& callback);
   void remove(CancellationCallback& callback);
 
+  struct Callbacks;
+
   std::atomic<bool> requested_{false};
-  std::mutex mutex_;  ///< guards what follows; held while callbacks are called
-  std::vector<CancellationCallback*> callbacks_;
+  const std::shared_ptr<Callbacks> callbacks_;
 };
 
 /// A parameter of a task, which JavaScript does not see: tells whether the caller's signal was
@@ -76,12 +76,14 @@ class CancellationCallback {
  public:
   template <typename F>
   CancellationCallback(const Cancellation& cancellation, F call)
-      : state_(cancellation.state_), call_(std::move(call)) {
+      : state_(cancellation.state_),
+        call_([](void* function) { (*static_cast<F*>(function))(); }),
+        function_(std::make_shared<F>(std::move(call))) {
     static_assert(std::is_nothrow_invocable_v<F&>,
                   "nobody could take what the call throws: declare it noexcept");
     if (!state_ || state_->add(*this)) return;
     state_ = nullptr;
-    call_();
+    call_(function_.get());
   }
   /// Once it returns, the call is over or will not come.
   ~CancellationCallback() {
@@ -94,7 +96,8 @@ class CancellationCallback {
   friend class CancellationState;
 
   std::shared_ptr<CancellationState> state_;  ///< null where it has nothing to wait for
-  const std::function<void()> call_;
+  void (*const call_)(void* function);
+  const std::shared_ptr<void> function_;
 };
 
 }  // namespace zax

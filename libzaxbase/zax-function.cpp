@@ -2,6 +2,7 @@
 
 #include <cxxabi.h>
 
+#include <list>
 #include <mutex>
 #include <system_error>
 #include <typeinfo>
@@ -22,7 +23,7 @@ const std::string& nameOf(const std::type_info& type) {
     std::string text;
   };
   static std::mutex mutex;
-  static auto& names = *new std::deque<Name>;
+  static auto& names = *new std::list<Name>;
   const std::lock_guard<std::mutex> lock(mutex);
   for (const Name& name : names) {
     if (name.type == type) return name.text;

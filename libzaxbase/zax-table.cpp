@@ -166,6 +166,8 @@ void Table::addBytes(const void* data, std::size_t size) {
   blobs_.emplace_back(bytes, bytes + size);
 }
 
+Handle Value<Table>::to(const Table& table) { return to(Table(table)); }
+
 Handle Value<Table>::to(Table&& table) { return TableWriter(table).write(); }
 
 std::string Value<Table>::declaration() {

@@ -77,7 +77,7 @@ class Table {
 template <>
 struct Value<Table> {
   static constexpr unsigned kinds = 1U << ZaxArray;
-  static Handle to(const Table& table) { return to(Table(table)); }
+  static Handle to(const Table& table);
   static Handle to(Table&& table);
   static std::string declaration();
 };

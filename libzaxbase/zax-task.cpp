@@ -1,32 +1,63 @@
 #include "zax-task.h"
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 #include "zax-base.h"
 #include "zax-block-cache.h"
 
 namespace zax {
 
-bool ProgressChannel::makeRoom(Lock& held, const std::size_t& waiting) {
-  if (waiting >= capacity && std::this_thread::get_id() != taker_) {
-    ++posters_;
-    room_.wait(held, [&] { return closed_ || waiting < capacity; });
-    --posters_;
-  }
-  return !closed_;
+struct ProgressChannel::State {
+  std::mutex mutex;                  ///< guards the rest, and the values that wait
+  std::condition_variable_any room;  ///< told when anything that somebody waits for has changed
+  int posters = 0;                   ///< how many wait for room
+  int waking = 0;                    ///< how many threads are waking the JavaScript thread
+  bool closed = false;
+  ZaxTask* const task;
+  const std::thread::id taker = std::this_thread::get_id();
+};
+
+ProgressChannel::ProgressChannel(ZaxTask* task) : state_(new State{{}, {}, 0, 0, false, task}) {}
+
+ProgressChannel::~ProgressChannel() = default;
+
+ProgressChannel::Lock::Lock(ProgressChannel& channel) : channel_(channel) {
+  channel_.state_->mutex.lock();
 }
 
-void ProgressChannel::wake(Lock& held) {
-  ++waking_;
-  held.unlock();  // Otherwise the other thread would wake only to wait.
-  backend->wakeTask(task_);
-  held.lock();
-  if (--waking_ == 0 && closed_) room_.notify_all();
+ProgressChannel::Lock::~Lock() { channel_.state_->mutex.unlock(); }
+
+bool ProgressChannel::makeRoom(const std::size_t& waiting) {
+  State& state = *state_;
+  if (waiting >= capacity && std::this_thread::get_id() != state.taker) {
+    ++state.posters;
+    state.room.wait(state.mutex, [&] { return state.closed || waiting < capacity; });
+    --state.posters;
+  }
+  return !state.closed;
+}
+
+void ProgressChannel::wake() {
+  State& state = *state_;
+  ++state.waking;
+  state.mutex.unlock();  // Otherwise the other thread would wake only to wait.
+  backend->wakeTask(state.task);
+  state.mutex.lock();
+  if (--state.waking == 0 && state.closed) state.room.notify_all();
+}
+
+void ProgressChannel::madeRoom() {
+  if (state_->posters > 0) state_->room.notify_all();
 }
 
 void ProgressChannel::close() {
-  Lock held = lock();
-  closed_ = true;
-  room_.notify_all();
-  room_.wait(held, [this] { return waking_ == 0; });
+  State& state = *state_;
+  const Lock lock(*this);
+  state.closed = true;
+  state.room.notify_all();
+  state.room.wait(state.mutex, [&] { return state.waking == 0; });
 }
 
 namespace {

@@ -4,9 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <initializer_list>
 #include <limits>
+#include <list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -299,7 +299,7 @@ class Keeper {
   static thread_local Keeper* current;
 
   Keeper* outer_;
-  std::deque<std::string> texts_;
+  std::list<std::string> texts_;
 };
 
 /// Whether a type is, or has among its template arguments, one that lives no longer than the call:

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <future>
