@@ -101,12 +101,12 @@ std::string countText(int required, int count) {
 void throwToScript(std::exception* thrown, const std::string& function,
                    const std::string& what) noexcept {
   if (!thrown) return throwUnknown(function);
-  if (const auto* script = dynamic_cast<ScriptException*>(thrown)) {
-    backend->throwReference(script->thrown().get());
-  } else if (const auto* exception = dynamic_cast<Exception*>(thrown)) {
+  if (const auto* exception = dynamic_cast<Exception*>(thrown)) {
     auto* conversion = dynamic_cast<ConversionError*>(thrown);
     if (conversion) conversion->complete(function.c_str(), what);
     throwException(*exception, function);
+  } else if (const auto* script = dynamic_cast<ScriptException*>(thrown)) {
+    backend->throwReference(script->thrown().get());
   } else if (const auto* system = dynamic_cast<std::system_error*>(thrown)) {
     throwSystemError(*system, function);
   } else {

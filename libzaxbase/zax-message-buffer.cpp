@@ -1,6 +1,7 @@
 #include "zax-message-buffer.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -73,11 +74,10 @@ unsigned long MessageBuffer::push(const char* key, const char* value, ValueType 
   return ++count;
 }
 
-template <typename Number>
-unsigned long MessageBuffer::pushNumber(const char* key, const char* form, Number value,
-                                        ValueType type) noexcept {
-  char text[64];
-  std::snprintf(text, sizeof(text), form, value);
+template <typename Integer>
+unsigned long MessageBuffer::pushInteger(const char* key, Integer value, ValueType type) noexcept {
+  char text[32];
+  *std::to_chars(text, text + sizeof(text) - 1, value).ptr = '\0';
   return push(key, text, type);
 }
 
@@ -95,19 +95,19 @@ unsigned long MessageBuffer::push(const char* key, char value) noexcept {
 }
 
 unsigned long MessageBuffer::push(const char* key, int value) noexcept {
-  return pushNumber(key, "%d", value, ValueInt);
+  return pushInteger(key, value, ValueInt);
 }
 
 unsigned long MessageBuffer::push(const char* key, unsigned int value) noexcept {
-  return pushNumber(key, "%u", value, ValueUInt);
+  return pushInteger(key, value, ValueUInt);
 }
 
 unsigned long MessageBuffer::push(const char* key, long value) noexcept {
-  return pushNumber(key, "%ld", value, ValueLong);
+  return pushInteger(key, value, ValueLong);
 }
 
 unsigned long MessageBuffer::push(const char* key, unsigned long value) noexcept {
-  return pushNumber(key, "%lu", value, ValueULong);
+  return pushInteger(key, value, ValueULong);
 }
 
 unsigned long MessageBuffer::push(const char* key, float value) noexcept {
@@ -115,7 +115,9 @@ unsigned long MessageBuffer::push(const char* key, float value) noexcept {
 }
 
 unsigned long MessageBuffer::push(const char* key, double value) noexcept {
-  return pushNumber(key, "%g", value, ValueFloat);
+  char text[64];
+  std::snprintf(text, sizeof(text), "%g", value);
+  return push(key, text, ValueFloat);
 }
 
 unsigned long MessageBuffer::push(const char* key, bool value) noexcept {

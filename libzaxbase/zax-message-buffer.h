@@ -107,9 +107,8 @@ class MessageBuffer {
 
   const char* store(const char* text) noexcept;
 
-  template <typename Number>
-  unsigned long pushNumber(const char* key, const char* form, Number value,
-                           ValueType type) noexcept;
+  template <typename Integer>
+  unsigned long pushInteger(const char* key, Integer value, ValueType type) noexcept;
 };
 
 }  // namespace zax

@@ -40,7 +40,9 @@ v8::MaybeLocal<v8::Value> errorClass(v8::Local<v8::Context> context) {
   return made;
 }
 
+/// Undefined where it is empty.
 v8::Local<v8::Value> makeCallStack(v8::Isolate* isolate, const ZaxErrorRecord& record) {
+  if (record.callstackSize == 0) return v8::Undefined(isolate);
   const v8::Local<v8::Context> context = isolate->GetCurrentContext();
   const v8::Local<v8::Array> array = v8::Array::New(isolate);
   for (std::size_t i = 0; i < record.callstackSize; ++i) {
@@ -152,7 +154,7 @@ v8::MaybeLocal<v8::Value> Environment::makeError(const ZaxErrorRecord& record) {
   v8::Local<v8::Object> trace;
   if (trace_) trace = trace_->IsEmpty() ? v8::Object::New(isolate_) : *trace_;
   if (!trace_) trace = newError(isolate_);
-  v8::Local<v8::Value> arguments[] = {toV8(isolate_, record.code),
+  v8::Local<v8::Value> arguments[] = {texts_.get(isolate_, record.code),
                                       toV8(isolate_, record.message),
                                       texts_.get(isolate_, record.exceptionClass),
                                       texts_.get(isolate_, record.file),

@@ -98,8 +98,8 @@ inline constexpr char errorClassScript[] = R"script(
 /// The value is a function of the class of errors, which gives the function that makes an error.
 inline constexpr char makeErrorScript[] = R"script(
 (ZaxBindingError) => (code, message, exceptionClass, file, line, fn, callstack, system, trace) => {
-  const details = { exceptionClass, file, line, function: fn, callstack, ...system };
-  return new ZaxBindingError(code, message, details, trace);
+  const details = { exceptionClass, file, line, function: fn, callstack: callstack ?? [] };
+  return new ZaxBindingError(code, message, system ? { ...details, ...system } : details, trace);
 };
 )script";
 
