@@ -39,7 +39,7 @@ class CancellationState {
   bool add(CancellationCallback& callback);
   void remove(CancellationCallback& callback);
 
-  struct Callbacks;
+  struct Callbacks;  ///< with their lock, whose header stays out of every author's build
 
   std::atomic<bool> requested_{false};
   const std::shared_ptr<Callbacks> callbacks_;

@@ -61,7 +61,7 @@ class ProgressChannel {
   void madeRoom();
 
  private:
-  struct State;  ///< here its headers would take a tenth of the time of every author's build
+  struct State;  ///< with the lock, whose headers stay out of every author's build
 
   const std::unique_ptr<State> state_;
 };
