@@ -361,19 +361,20 @@ const callsOfSplit = {
 
 /** What reaching V8 through a backend from elsewhere costs. */
 async function s18({ contenders, rounds }) {
-  const compared = async (what, task, options) => {
-    const { cpu } = await interleave([zaxSplit, 'zax'], shortRounds(rounds), (name) =>
-      tasks[task](contenders[name], options),
-    );
+  const compared = async (what, run) => {
+    const { cpu } = await interleave([zaxSplit, 'zax'], shortRounds(rounds), run);
     const { [zaxSplit]: zax, zax: combined } = cpu;
     return row(`${what}: split`, 'ns', { zax, combined }, goal('combined', 1.1));
   };
   const rows = [];
   for (const [what, call] of Object.entries(callsOfSplit)) {
-    rows.push(await compared(what, 'repeat', { input: '0', count: 2000, ...call }));
+    const options = { input: '0', count: 2000, ...call };
+    rows.push(await compared(what, (name) => tasks.repeat(contenders[name], options)));
   }
-  const options = { text: eightBytes, width: 64, count: 8000, stackTraceLimit: 0 };
-  rows.push(await compared('task', 'awaited', options));
+  // How the threads of a pool meet differs from process to process: each round has its own.
+  const options = { text: eightBytes, width: 64, count: 40000, stackTraceLimit: 0 };
+  const inItsOwn = (name) => inChild({ names: [name], task: 'awaited', options });
+  rows.push(await compared('task', inItsOwn));
   return rows;
 }
 
