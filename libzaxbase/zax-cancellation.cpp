@@ -11,33 +11,35 @@ namespace zax {
 Cancelled::Cancelled()
     : ErrnoException(Errno(ECANCELED), __("The task was cancelled"), DebugInfo()) {}
 
-struct CancellationState::Callbacks {
-  std::mutex mutex;  ///< held while one is called
-  std::vector<CancellationCallback*> all;
+/// The whole state; its headers stay out of every author's build.
+class CancellationCallbacks final : public CancellationState {
+ public:
+  void request() override {
+    requested_ = true;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const CancellationCallback* callback : std::exchange(all_, {})) (*callback)();
+  }
+
+  bool add(CancellationCallback& callback) override {
+    if (requested()) return false;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (requested()) return false;
+    all_.push_back(&callback);
+    return true;
+  }
+
+  void remove(CancellationCallback& callback) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    all_.erase(std::remove(all_.begin(), all_.end(), &callback), all_.end());
+  }
+
+ private:
+  std::mutex mutex_;  ///< held while one is called
+  std::vector<CancellationCallback*> all_;
 };
 
-CancellationState::CancellationState() : callbacks_(std::make_shared<Callbacks>()) {}
-
-void CancellationState::request() {
-  requested_ = true;
-  const std::lock_guard<std::mutex> lock(callbacks_->mutex);
-  for (const CancellationCallback* callback : std::exchange(callbacks_->all, {})) {
-    callback->call_(callback->function_.get());
-  }
-}
-
-bool CancellationState::add(CancellationCallback& callback) {
-  if (requested()) return false;
-  const std::lock_guard<std::mutex> lock(callbacks_->mutex);
-  if (requested()) return false;
-  callbacks_->all.push_back(&callback);
-  return true;
-}
-
-void CancellationState::remove(CancellationCallback& callback) {
-  const std::lock_guard<std::mutex> lock(callbacks_->mutex);
-  auto& all = callbacks_->all;
-  all.erase(std::remove(all.begin(), all.end(), &callback), all.end());
+std::shared_ptr<CancellationState> CancellationState::make() {
+  return std::make_shared<CancellationCallbacks>();
 }
 
 }  // namespace zax

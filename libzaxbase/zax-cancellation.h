@@ -25,24 +25,20 @@ class CancellationCallback;
 /// What the copies of a Cancellation share. Any thread.
 class CancellationState {
  public:
-  CancellationState();
+  static std::shared_ptr<CancellationState> make();
 
   bool requested() const { return requested_.load(std::memory_order_relaxed); }
 
   /// Calls the callbacks that there are, in the order in which they were made.
-  void request();
-
- private:
-  friend class CancellationCallback;
-
+  virtual void request() = 0;
   /// False where it is requested: then request() does not call it.
-  bool add(CancellationCallback& callback);
-  void remove(CancellationCallback& callback);
+  virtual bool add(CancellationCallback& callback) = 0;
+  virtual void remove(CancellationCallback& callback) = 0;
 
-  struct Callbacks;  ///< with their lock, whose header stays out of every author's build
+ protected:
+  ~CancellationState() = default;
 
   std::atomic<bool> requested_{false};
-  const std::shared_ptr<Callbacks> callbacks_;
 };
 
 /// A parameter of a task, which JavaScript does not see: tells whether the caller's signal was
@@ -83,7 +79,7 @@ class CancellationCallback {
                   "nobody could take what the call throws: declare it noexcept");
     if (!state_ || state_->add(*this)) return;
     state_ = nullptr;
-    call_(function_.get());
+    (*this)();
   }
   /// Once it returns, the call is over or will not come.
   ~CancellationCallback() {
@@ -93,7 +89,9 @@ class CancellationCallback {
   CancellationCallback& operator=(const CancellationCallback&) = delete;
 
  private:
-  friend class CancellationState;
+  friend class CancellationCallbacks;
+
+  void operator()() const { call_(function_.get()); }
 
   std::shared_ptr<CancellationState> state_;  ///< null where it has nothing to wait for
   void (*const call_)(void* function);

@@ -284,7 +284,7 @@ class TaskCallOf : public TaskCall {
   TaskCallOf(F callable, const Function& function, Invocation& invocation)
       : TaskCall(function), callable_(callable), arguments_(Call::read(invocation, shown)) {
     if constexpr (!std::is_same_v<typename Call::MaybeKeeper, NoKeeper>) keeper_.end();
-    if constexpr (Types::cancellable) cancellation_ = std::make_shared<CancellationState>();
+    if constexpr (Types::cancellable) cancellation_ = CancellationState::make();
   }
 
   /// What `module.task` makes run at a call: starts a task.

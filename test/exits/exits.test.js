@@ -64,7 +64,7 @@ ends('exceptions in notifications, listened to', 0, 'n-0%\nn-25%\nn-50%\nn-75%\n
     log(text);
     process.exit();
   });`;
-ends('a job makes no handle for its notifications while the loop runs', 0, '0 1\n')`
+ends('the first notification makes no handle of the loop', 0, '0 1\n')`
   const handles = () => process.report.getReport().libuv.filter(({ type }) => type === 'async');
   const referenced = (all) => all.filter(({ is_referenced }) => is_referenced).length;
   asyncEcho(0, '', () => {

@@ -153,19 +153,18 @@ int countTo(int count, const Counted& /*counted*/, const zax::Progress<int>& pro
   return count;
 }
 
-/// Works until it is cancelled, or has posted `steps` numbers.
-/// Waits for nothing else.
+/// Throws once it is cancelled, without looking before.
 void awaitCancellation(const zax::Cancellation& cancellation) {
   std::promise<void> promise;
   const zax::CancellationCallback wake(cancellation, [&]() noexcept { promise.set_value(); });
   promise.get_future().wait();
+  cancellation.check();
 }
 
-/// With less than 0 steps it is over when it is cancelled.
+/// Works until it is cancelled, or has posted `steps` numbers; below 0 it only waits for that.
 Counted work(int steps, zax::Progress<int> progress, const zax::Cancellation& cancellation,
              const Counted& counted) {
   if (steps < 0) awaitCancellation(cancellation);
-  cancellation.check();
   for (int step = 0; step < steps; ++step) {
     cancellation.check();
     progress(step);
