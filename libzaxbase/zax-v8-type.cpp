@@ -205,11 +205,14 @@ void Instances::onConstruct(const v8::FunctionCallbackInfo<v8::Value>& info) {
 // Instances.
 
 ZaxInstance* Instances::get(v8::Local<v8::Value> value, const ZaxType* type) {
+  Class& of = classOf(type);
+  if (of.last && recordOf(of.last).object == value) return of.last;
   v8::Local<v8::FunctionTemplate> made;  // where the Global lies: a copy takes as long as the rest
-  std::memcpy(static_cast<void*>(&made), static_cast<const void*>(&classOf(type).made),
-              sizeof(made));
+  std::memcpy(static_cast<void*>(&made), static_cast<const void*>(&of.made), sizeof(made));
   if (!made->HasInstance(value)) return nullptr;
-  return static_cast<ZaxInstance*>(getField(value.As<v8::Object>()));
+  auto* instance = static_cast<ZaxInstance*>(getField(value.As<v8::Object>()));
+  if (instance) of.last = instance;
+  return instance;
 }
 
 void Instances::attach(v8::Local<v8::Object> object, ZaxInstance* instance) {
@@ -315,6 +318,9 @@ void Instances::insert(ZaxInstance* instance) {
 }
 
 void Instances::remove(ZaxInstance* instance) {
+  for (const ZaxType* type = instance->type; type; type = type->base) {
+    if (classOf(type).last == instance) classOf(type).last = nullptr;
+  }
   const Record& record = recordOf(instance);
   (record.previous ? recordOf(record.previous).next : first_) = record.next;
   if (record.next) recordOf(record.next).previous = record.previous;

@@ -21,6 +21,7 @@ struct Class {
   const ZaxType* type;
   v8::Global<v8::FunctionTemplate> made;
   v8::Global<v8::Function> function;  ///< empty until there is the first instance or the export
+  ZaxInstance* last = nullptr;  ///< the living one that was asked for last: often it is the next
 };
 
 class TaskInstances;

@@ -282,7 +282,9 @@ const counter = 'new Counter(7)';
 
 async function s14(bench) {
   const calls = { statement: 'sum += input.add(0)', input: counter, sum: 7, count: 200000 };
-  const reads = { statement: 'sum += input.value', input: counter, sum: 7, count: 200000 };
+  const reads = { ...calls, statement: 'sum += input.value' };
+  const objects = `Array.from({ length: 100 }, () => ${counter})`;
+  const inTurn = { ...calls, statement: 'sum += input[i % 100].value', input: objects };
   const options = { count: 100000 };
   const goals = (most) => [goal('nan', most), goal('napi', 0.5)];
   const { cpu } = await interleave(names, bench.rounds, (name) =>
@@ -291,6 +293,7 @@ async function s14(bench) {
   return [
     await repeated(bench, 'method call', 'ns', calls, ...goals(1.2)),
     await repeated(bench, 'property read', 'ns', reads, ...goals(1.2)),
+    await repeated(bench, 'property read of 100 objects in turn', 'ns', inTurn),
     row('made and collected', 'ns', cpu, ...goals(1.1)),
   ];
 }
