@@ -98,7 +98,7 @@ void EventLoop::onRun(uv_work_t* request) {
 /// Whether more work is likely.
 bool EventLoop::mayStay() const {
   static const bool hasOthers = uv_available_parallelism() > 1;
-  return hasOthers && unfinished_ > 1;
+  return hasOthers && (inRush_ || unfinished_ > 1);
 }
 
 void EventLoop::perform(PoolWork& work) {

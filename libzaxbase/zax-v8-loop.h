@@ -94,6 +94,9 @@ class EventLoop : public NonCopyable {
   /// the loop.
   void takeBack(PoolWork& work);
 
+  /// Whether what JavaScript does now is likely to start as much work as has just finished.
+  void setInRush(bool is) { inRush_ = is; }
+
   /// Calls destroy(object) at the end, the last first.
   void own(void* object, void (*destroy)(void*)) { owned_.emplace_back(object, destroy); }
 
@@ -148,6 +151,7 @@ class EventLoop : public NonCopyable {
   PoolQueue queue_;
   alignas(64) std::atomic<PoolWork*> lastHome_{nullptr};  ///< a chain, pushed to on any thread
   std::atomic<int> unfinished_{0};                        ///< works
+  std::atomic<bool> inRush_{false};
 };
 
 }  // namespace zax

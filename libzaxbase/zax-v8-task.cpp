@@ -264,9 +264,15 @@ void Tasks::settleLater(TaskJob& job) {
 void Tasks::onTurnOver(uv_check_t* handle) {
   auto* self = static_cast<Tasks*>(handle->data);
   uv_check_stop(handle);
-  const v8::HandleScope scope(self->isolate_);
-  const node::CallbackScope callback(self->isolate_, self->resource_.Get(self->isolate_), {0, 0});
-  for (TaskJob* job : std::exchange(self->over_, {})) {
+  self->environment_.loop().setInRush(self->over_.size() > 1);
+  self->settleAll();
+  self->environment_.loop().setInRush(false);
+}
+
+void Tasks::settleAll() {
+  const v8::HandleScope scope(isolate_);
+  const node::CallbackScope callback(isolate_, resource_.Get(isolate_), {0, 0});
+  for (TaskJob* job : std::exchange(over_, {})) {
     job->settle();
     delete job;
   }

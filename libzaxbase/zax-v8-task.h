@@ -86,6 +86,7 @@ class Tasks : public NonCopyable {
 
   static void onWake(uv_async_t* handle);
   static void onTurnOver(uv_check_t* handle);
+  void settleAll();
   static void onDrop(const v8::FunctionCallbackInfo<v8::Value>& info);
   static void onCancel(const v8::FunctionCallbackInfo<v8::Value>& info);
 
