@@ -117,6 +117,11 @@ void addFunctions(zax::Module& module) {
   });
   module.function("nested", nested);
   module.function("set", [](zax::Handle object, zax::Handle key) { object.set(key, key); });
+  module.function("kinds", [](zax::Handle of) {
+    return std::vector<bool>{of.isUndefined(), of.isNull(),   of.isBoolean(),  of.isNumber(),
+                             of.isBigInt(),    of.isString(), of.isFunction(), of.isArray(),
+                             of.isMap(),       of.isObject()};
+  });
   module.function("fail", fail, {"how", "text"});
   module.function("destroyed", [] { return destroyed.load(); });
 }

@@ -158,5 +158,8 @@ void addClasses(zax::Module&& module) {
                       [](const std::string& name) { return std::make_shared<Store>(name, 9); })
       .disposer("close", &Store::close);
   module.type<Large>("Large").constructor().extends<Store>().method("twice", &Large::twice);
-  module.type<Plain>("Plain").field("number", &Plain::number);
+  module.type<Plain>("Plain")
+      .method("call", [](const Plain&, const std::function<void()>& call) { call(); })
+      .task("add", [](Plain& plain, int more) { return plain.number += more; })
+      .field("number", &Plain::number);
 }

@@ -180,9 +180,14 @@ test('tasks of an object', async () => {
   assert.deepEqual(inTurn, ['1 1', '2 2', 'both 4', 'both 6', '3 5']);
   assert.deepEqual([store.size, other.size], [5, 2]);
 
-  let inside;
-  store.each(() => (inside ??= store.work(1)));
-  assert.equal(await inside, 6);
+  for (const [object, call, task] of [
+    [store, 'each', 'work'],
+    [values.plain(5), 'call', 'add'],
+  ]) {
+    let inside;
+    object[call](() => (inside ??= object[task](1)));
+    assert.equal(await inside, 6);
+  }
   let meanwhile;
   store.whenClosed(() => (meanwhile = store.work(1)));
   store.close();

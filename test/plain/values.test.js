@@ -54,7 +54,15 @@ const models = {
   bools: [isArrayOf(is('boolean')), 'array', Array.from],
 };
 
+/** What `zax::Handle` says that a value is. */
+const kindsOf = (value) => [
+  ...[value === undefined, value === null, is('boolean')(value), is('number')(value)],
+  ...[is('bigint')(value), is('string')(value), is('function')(value), Array.isArray(value)],
+  ...[value instanceof Map, Object(value) === value],
+];
+
 function check(value) {
+  assert.deepEqual(plain.kinds(value), kindsOf(value));
   for (const [type, [accepts, wanted, become = (accepted) => accepted]] of Object.entries(models)) {
     if (accepts(value)) {
       assert.deepStrictEqual(same[type](value), become(value), type);
@@ -80,7 +88,15 @@ test('any value becomes what its type says, or is refused', () => {
     ...[2 ** 31 - 1, 2 ** 32 - 1, 2 ** 53 - 1, 1 - 2 ** 53, 2 ** 53, -1n, 2n ** 53n - 1n],
     ...[2n ** 63n - 1n, 2n ** 63n, -(2n ** 63n), 2n ** 64n - 1n, 2n ** 64n, Symbol('s'), test],
     ...['', 'a\0b', 'red', 'red\0', '\ufeff', '\ud800x\udfff', '世'.repeat(40), 'x'.repeat(1e6)],
-    ...[Object.create(null), [], [1, null], Array(2), [true, 1], { x: 1, on: true, z: 1 }],
+    ...[
+      Object.create(null),
+      new Map(),
+      [],
+      [1, null],
+      Array(2),
+      [true, 1],
+      { x: 1, on: true, z: 1 },
+    ],
   ].forEach(check);
   const anything = fc.anything({ withBigInt: true, withSparseArray: true });
   const arrays = [number, fc.integer(), fc.boolean()].map((element) =>
