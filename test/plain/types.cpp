@@ -103,6 +103,9 @@ constexpr void (*mistakes[])(zax::Module& module) = {
       module.type<Other>("Other").field("x", &Other::other).field("x", &Other::other);
     },
     [](zax::Module& module) { module.function("take", [](const Unknown&) {}); },
+    [](zax::Module& module) {
+      module.type<Other>("Other").method("take", [](const Other&, const Unknown&) {});
+    },
     [](zax::Module& module) { module.function("give", [] { return std::optional<Unknown>(); }); },
 };
 

@@ -88,7 +88,8 @@ test('what is refused', () => {
     [/^EBADARG: Late extends a class that is no type of the module yet$/, () => values.mistake(1)],
     [/^EBADARG: Other.x is defined twice$/, () => values.mistake(2)],
     [/^EBADARG: take: the module has no type .*Unknown: give it one/, () => values.mistake(3)],
-    [/^EBADARG: give: the module has no type .*Unknown: give it one/, () => values.mistake(4)],
+    [/^EBADARG: Other.take: the module has no type .*Unknown: give/, () => values.mistake(4)],
+    [/^EBADARG: give: the module has no type .*Unknown: give it one/, () => values.mistake(5)],
   ]) {
     const error = thrownBy(call);
     assert.match(error.details ? `${error.code}: ${error.message}` : String(error), expected);

@@ -48,6 +48,7 @@ const models = {
   float: [is('number'), 'number', Math.fround],
   string: [is('string'), 'string', wellFormed],
   view: [is('string'), 'string', wellFormed],
+  date: [() => false, 'Date'],
   color: [(value) => value === 'red' || value === 'green', '"red" | "green"'],
   optional: [isMaybe(isInt), int, maybe],
   doubles: [isArrayOf(is('number')), 'array', Array.from],
