@@ -54,6 +54,10 @@ test('what a function throws', () => {
   const own = thrownBy(fail, 'zax', '%(what)s');
   assert.match(shown(own), /^EZAX: no %\(what\)s \(zax::Exception in fail, .*plain\.cpp\)$/);
   assert.match(own.stack, /\n {4}at fail \(.*plain\.cpp:\d+\)\n {4}at thrownBy/);
+  const { callstack } = thrownBy(fail, 'traced', '').details;
+  const { function: library, ...rest } = callstack.find((frame) => /plain/.test(frame.function));
+  assert.match(library, /plain\.node\(/);
+  assert.deepEqual(rest, { file: '???', offset: '0x0', address: '0x0' });
 });
 
 test('functions as arguments', () => {

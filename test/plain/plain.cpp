@@ -47,7 +47,10 @@ Node nested(int depth) {
 }
 
 void fail(const std::string& how, const std::string& text) {
-  if (how == "zax") throw zax::Exception("EZAX", __("no %(what)s", "what", text), ZAX_DEBUG_INFO);
+  zax::DebugInfo place = ZAX_DEBUG_INFO;
+  if (how == "traced") place.callstack.collect();
+  const bool isOwn = how == "zax" || how == "traced";
+  if (isOwn) throw zax::Exception("EZAX", __("no %(what)s", "what", text), place);
   if (how == "system") throw std::system_error(EACCES, std::generic_category(), text);
   if (how == "stream") throw std::system_error(std::make_error_code(std::io_errc::stream), text);
   if (how == "file") (void)std::filesystem::file_size(text);
