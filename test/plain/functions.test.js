@@ -78,6 +78,16 @@ test('functions as arguments', () => {
   );
 });
 
+test('a function that another thread lets go can be collected', async () => {
+  const keep = (kept) => plain.keep(kept, Buffer.alloc(1)) ?? new WeakRef(kept);
+  const dropped = keep(() => {});
+  plain.release();
+  keep(() => {});
+  await new Promise(setImmediate);
+  globalThis.gc();
+  assert.equal(dropped.deref(), undefined);
+});
+
 test('one class of errors for all copies, in all contexts; what the body throws', () => {
   const copy = file.replace('plain.node', 'copy.node');
   fs.copyFileSync(file, copy);
