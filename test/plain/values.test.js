@@ -174,6 +174,7 @@ test('where a refused value is', () => {
     ['float64', u8(1), ': Float64Array expected, got an instance of Uint8Array'],
     ['date', new Date(NaN), ': valid Date expected, got an invalid one'],
     ['date', new Date(9.3e12), `${late} an instance of Date`],
+    ['seconds', 2 ** 63 * 1000, `${late} 9.223372036854776e+21`],
     ['seconds', 1500, ': milliseconds that are whole units of 1/1 seconds expected, got 1500'],
   ]) {
     assert.equal(refusal(same[type], value), `EBADARG: ${type}: argument 1 (value)${message}`);
