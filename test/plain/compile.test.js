@@ -57,6 +57,7 @@ test('declarations', () => {
     const map: Map<number, string> = plain.same.numbers(new Map());
     const text: string = plain.apply((a: string, b: number | undefined) => a + b, '');
     const sum: number = plain.add(1, undefined) + plain.add(1, null) + plain.add(1);
+    const other: plain.Point_ = { z: plain.other({ z: 1 }) };
     const nodes: (plain.Node | undefined)[] = plain.nested(1).nodes;
     const { Large, Store, values } = plain.types;
     const store = values.stores([new Large(), Store.open('x')])[0].self();
@@ -66,11 +67,12 @@ test('declarations', () => {
     [plain['make-text']('1', plain.default.most), (store.fixed = 1), values.size({})];
     // @ts-expect-error
     new plain.types.Plain(1);
-    export { map, nodes, worked, rows, sum, text };`;
+    export { map, nodes, other, worked, rows, sum, text };`;
   const build = path.join(__dirname, '../build');
   fs.writeFileSync(path.join(build, 'plain.d.mts'), declare());
   fs.writeFileSync(path.join(build, 'use.mts'), use);
   assert.deepEqual(diagnose([path.join(build, 'use.mts')]), {});
   assert.equal(declare(), fs.readFileSync(path.join(build, 'plain.d.mts'), 'utf8'));
   assert.match(declare(), /\/\*\* The sum\.\n \* Of two \*\\\/ numbers\. \*\/\nexport function/);
+  assert.equal(declare().split('[Symbol.dispose]').length, 2);
 });

@@ -22,6 +22,13 @@ struct Point {
 };
 ZAX_FIELDS(Point, x, y, on);
 
+namespace other {
+struct Point {
+  int z;
+};
+}  // namespace other
+ZAX_FIELDS(other::Point, z);
+
 // Alternatives that look alike: what fails in one is tried in the other.
 struct Node {
   std::vector<std::variant<Node, std::optional<Node>>> nodes;
@@ -119,6 +126,7 @@ void addFunctions(zax::Module& module) {
     return zax::OwnedBytes(strdup(text.c_str()), text.size(), std::free);
   });
   module.function("nested", nested);
+  module.function("other", [](other::Point point) { return point.z; });
   module.function("set", [](zax::Handle object, zax::Handle key) { object.set(key, key); });
   module.function("kinds", [](zax::Handle of) {
     return std::vector<bool>{of.isUndefined(), of.isNull(),   of.isBoolean(),  of.isNumber(),
