@@ -94,7 +94,8 @@ class EventLoop : public NonCopyable {
   /// the loop.
   void takeBack(PoolWork& work);
 
-  /// Whether what JavaScript does now is likely to start as much work as has just finished.
+  /// Whether JavaScript is about to start as much work as has just finished: a thread of the pool
+  /// stays a moment for it.
   void setInRush(bool is) { inRush_ = is; }
 
   /// Calls destroy(object) at the end, the last first.

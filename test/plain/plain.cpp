@@ -22,6 +22,7 @@ struct Point {
 };
 ZAX_FIELDS(Point, x, y, on);
 
+// Of the same name in declarations, if they did not take care.
 namespace other {
 struct Point {
   int z;
