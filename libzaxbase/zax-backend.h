@@ -149,7 +149,6 @@ struct ZaxBulk {
 struct ZaxBytesView {
   size_t size;               ///< bytes
   enum ZaxElementType type;  ///< of a typed array
-  bool resizable;            ///< whether script can change the memory's size
   bool detached;             ///< whether the memory has gone elsewhere
 };
 
@@ -221,9 +220,9 @@ struct ZaxBackend {
   ZaxValue* (*makeView)(const struct ZaxMemory* memory, const uint8_t* data, size_t size,
                         enum ZaxElementType type);
 
-  // Memory of an ArrayBuffer, held beyond the call; returns where it lies. Copied, released and
-  // made on any thread.
-  uint8_t* (*holdMemory)(struct ZaxMemory* memory, ZaxValue* bytes);
+  // Memory of an ArrayBuffer, held beyond the call. Copied, released and made on any thread.
+  /// Returns where it lies, and whether script can change its size.
+  uint8_t* (*holdMemory)(struct ZaxMemory* memory, ZaxValue* bytes, bool* isResizable);
   void (*copyMemory)(struct ZaxMemory* copy, const struct ZaxMemory* memory);
   void (*releaseMemory)(struct ZaxMemory* memory);
   /// New memory of JavaScript's own, zeroed; null when there is none.

@@ -12,13 +12,16 @@ namespace {
 
 constexpr std::size_t smallSize = 1024;  // bytes that are copied sooner than handed over
 
-ZaxBytesView readView(Handle value) {
+/// The size of a value's bytes. Refuses what has none, or is no typed array of the type if there is
+/// one.
+std::size_t readSize(Handle value, ZaxElementType type = ZaxNoElement) {
+  const bool isTyped = type != ZaxNoElement;
   ZaxBytesView view;
-  if (!backend->getBytes(value.get(), &view)) {
-    throw BadArgument("Buffer, ArrayBuffer or view of one", value);
+  if (!backend->getBytes(value.get(), &view) || (isTyped && view.type != type)) {
+    throw BadArgument(isTyped ? nameOf(type) : "Buffer, ArrayBuffer or view of one", value);
   }
   if (view.detached) throw BadArgument("the buffer is detached");
-  return view;
+  return view.size;
 }
 
 /// A view that was made of `size` bytes, or not.
@@ -34,18 +37,15 @@ Handle handOver(std::uint8_t* data, std::size_t size, void (*free)(void*, void*)
   return made(backend->makeBuffer(data, size, free, hint), size);
 }
 
-/// The size of bytes that native code is to see where they are.
-std::size_t sizeToShare(Handle value) {
-  const ZaxBytesView view = readView(value);
-  if (view.resizable) throw BadArgument("the buffer is resizable, its size can change meanwhile");
-  return view.size;
-}
-
 }  // namespace
 
-SharedMemory::SharedMemory(Handle bytes, std::size_t size)
-    : data_(backend->holdMemory(&memory_, bytes.get())), size_(size) {
-  if (!data_) backend->releaseMemory(&memory_);  // There is none where there are no bytes.
+SharedMemory::SharedMemory(Handle bytes, std::size_t size) : size_(size) {
+  bool isResizable;
+  data_ = backend->holdMemory(&memory_, bytes.get(), &isResizable);
+  if (data_ && !isResizable) return;
+  backend->releaseMemory(&memory_);
+  data_ = nullptr;  // There is none where there are no bytes.
+  if (isResizable) throw BadArgument("the buffer is resizable, its size can change meanwhile");
 }
 
 SharedMemory::SharedMemory(std::size_t bytes)
@@ -62,7 +62,7 @@ Handle SharedMemory::view(ZaxElementType type) const {
   return made(backend->makeView(&memory_, data_, size_, type), size_);
 }
 
-Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, sizeToShare(value))); }
+Bytes Value<Bytes>::from(Handle value) { return Bytes(SharedMemory(value, readSize(value))); }
 
 Handle Value<OwnedBytes>::to(OwnedBytes&& value) {
   const auto free = value.data_.get_deleter();
@@ -74,7 +74,7 @@ Handle Value<OwnedBytes>::to(OwnedBytes&& value) {
 }
 
 std::vector<std::uint8_t> Value<std::vector<std::uint8_t>>::from(Handle value) {
-  std::vector<std::uint8_t> bytes(readView(value).size);
+  std::vector<std::uint8_t> bytes(readSize(value));
   backend->copyBytes(value.get(), bytes.data(), bytes.size());
   return bytes;
 }
@@ -93,11 +93,7 @@ Handle Value<std::vector<std::uint8_t>>::to(std::vector<std::uint8_t>&& value) {
 }
 
 SharedMemory readTypedArray(Handle value, ZaxElementType type) {
-  ZaxBytesView view;
-  if (!backend->getBytes(value.get(), &view) || view.type != type) {
-    throw BadArgument(nameOf(type), value);
-  }
-  return SharedMemory(value, sizeToShare(value));
+  return SharedMemory(value, readSize(value, type));
 }
 
 const char* nameOf(ZaxElementType type) {

@@ -72,16 +72,32 @@ bool isAscii(const char* text, std::size_t size) {
   return (bits & 0x8080808080808080) == 0;
 }
 
+/// The length of a string that is ASCII and fits, and writes it; 0 for any other. To look at the
+/// bytes is cheaper than to ask V8 for the size in UTF-8.
+std::size_t readAscii(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
+                      std::size_t capacity) {
+#if V8_MAJOR_VERSION >= 13
+  const v8::String::ValueView view(isolate, value);
+  const std::size_t length = view.length();
+  if (length > capacity || !view.is_one_byte()) return 0;
+  const auto* text = reinterpret_cast<const char*>(view.data8());
+  if (!isAscii(text, length)) return 0;
+  std::memcpy(bytes, text, length);
+  return length;
+#else
+  const int characters = value->Length();
+  const auto length = static_cast<std::size_t>(characters);
+  if (length > capacity || !value->IsOneByte()) return 0;
+  writeOneByte(isolate, value, characters, bytes);
+  return isAscii(bytes, length) ? length : 0;
+#endif
+}
+
 }  // namespace
 
 std::size_t readUtf8(v8::Isolate* isolate, const v8::Local<v8::String>& value, char* bytes,
                      std::size_t capacity) {
-  const int characters = value->Length();
-  const auto length = static_cast<std::size_t>(characters);
-  if (length <= capacity && value->IsOneByte()) {  // To look at the bytes is cheaper than to ask.
-    writeOneByte(isolate, value, characters, bytes);
-    if (isAscii(bytes, length)) return length;
-  }
+  if (const std::size_t length = readAscii(isolate, value, bytes, capacity)) return length;
   const std::size_t size = utf8Size(isolate, value);
   if (size <= capacity) write(isolate, value, bytes, size, true);
   return size;

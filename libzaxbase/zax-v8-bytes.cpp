@@ -26,14 +26,6 @@ const Store& storeIn(const ZaxMemory* memory) {
   return *reinterpret_cast<const Store*>(memory->owner);
 }
 
-/// Whether script can change the size of memory that native code looks at.
-bool isResizable(v8::Local<v8::ArrayBuffer> buffer) {
-#if V8_MAJOR_VERSION >= 12
-  if (!buffer.As<v8::Value>()->IsSharedArrayBuffer()) return buffer->IsResizableByUserJavaScript();
-#endif
-  return buffer->GetBackingStore()->IsResizableByUserJavaScript();
-}
-
 ZaxElementType elementTypeOfView(v8::Local<v8::Value> view) {
   if (view->IsUint8Array()) return ZaxUint8;
   if (view->IsInt8Array()) return ZaxInt8;
@@ -170,24 +162,18 @@ bool getBytes(ZaxValue* slot, ZaxBytesView* view) {
     const auto array = value.As<v8::ArrayBufferView>();
     view->size = array->ByteLength();
     view->type = elementTypeOfView(value);
-    // A small array without a buffer of its own can be neither detached nor resized.
-    if (!array->HasBuffer()) return true;
-    const auto buffer = array->Buffer();
-    view->resizable = isResizable(buffer);
-    view->detached = buffer->WasDetached();
+    // A small array without a buffer of its own cannot be detached.
+    view->detached = array->HasBuffer() && array->Buffer()->WasDetached();
     return true;
   }
   if (value->IsArrayBuffer()) {
     const auto buffer = value.As<v8::ArrayBuffer>();
     view->size = buffer->ByteLength();
-    view->resizable = isResizable(buffer);
     view->detached = buffer->WasDetached();
     return true;
   }
   if (!value->IsSharedArrayBuffer()) return false;
   view->size = value.As<v8::SharedArrayBuffer>()->ByteLength();
-  view->resizable =
-      value.As<v8::SharedArrayBuffer>()->GetBackingStore()->IsResizableByUserJavaScript();
   return true;
 }
 
@@ -202,10 +188,11 @@ void copyBytes(ZaxValue* slot, std::uint8_t* target, std::size_t size) {
   std::memcpy(target, storeOf(value, &offset)->Data(), size);
 }
 
-std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes) {
+std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes, bool* isResizable) {
   std::size_t offset;
   const v8::Local<v8::Value> value = toLocal(bytes);
   const Store& store = *new (memory->owner) Store(storeOf(value, &offset));
+  *isResizable = store->IsResizableByUserJavaScript();
   if (isLarge(store)) {
     const bool isView = value->IsArrayBufferView();
     Environment::current()->remember(isView ? value.As<v8::ArrayBufferView>()->Buffer()

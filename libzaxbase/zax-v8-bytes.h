@@ -40,7 +40,7 @@ ZaxValue* makeBuffer(std::uint8_t* data, std::size_t size, void (*free)(void* da
 ZaxValue* makeSmallBuffer(const std::uint8_t* data, std::size_t size);
 ZaxValue* makeView(const ZaxMemory* memory, const std::uint8_t* data, std::size_t size,
                    ZaxElementType type);
-std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes);
+std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes, bool* isResizable);
 void copyMemory(ZaxMemory* copy, const ZaxMemory* memory);
 void releaseMemory(ZaxMemory* memory);
 std::uint8_t* allocateMemory(ZaxMemory* memory, std::size_t bytes);
