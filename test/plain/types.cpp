@@ -70,7 +70,7 @@ class Large : public Other, public Store {
   int twice() const { return 2 * size(); }
 };
 
-/// Of a class that no script constructs, and that C++ does not share.
+/// Of a class that no script constructs, and that nobody shares before `number` asks for it.
 class Plain {
  public:
   explicit Plain(int number) : number(number) {}
@@ -121,7 +121,7 @@ void addValues(zax::Module&& values) {
   values.function("stores", [](Stores stores) { return stores; });
   values.function("holder", [](Holder holder) { return holder; });
   values.function("plain", [](int number) { return Plain(number); });
-  values.function("number", [](Plain plain) { return plain.number; });
+  values.function("number", [](std::shared_ptr<Plain> plain) { return plain->number; });
   values.function("large", []() -> std::unique_ptr<Store> { return std::make_unique<Large>(); });
   values.function("keep", [](std::shared_ptr<Store> store) { kept = std::move(store); });
   values.function("kept", [] { return std::exchange(kept, nullptr); });
