@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -195,6 +196,10 @@ auto atEntry(const MapType& type, std::size_t index, Handle key, const Convert& 
 }
 
 }  // namespace
+
+void checkOrder(double key) {
+  if (std::isnan(key)) throw BadArgument("NaN has no place in what is sorted");
+}
 
 void readMap(Handle object, const MapType& type, void* map) {
   if (object.kind() != (type.stringKeys ? ZaxObject : ZaxMap)) {

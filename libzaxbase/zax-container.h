@@ -83,9 +83,23 @@ template <typename T>
 inline constexpr bool isGrowing<T, std::void_t<decltype(std::declval<T&>().emplace_back())>> = true;
 
 template <typename T, typename = void>
+inline constexpr bool isSorted = false;
+template <typename T>
+inline constexpr bool isSorted<T, std::void_t<typename T::key_compare>> = true;
+
+template <typename T, typename = void>
 inline constexpr bool canReserve = false;
 template <typename T>
 inline constexpr bool canReserve<T, std::void_t<decltype(std::declval<T&>().reserve(1))>> = true;
+
+/// Refuses NaN.
+void checkOrder(double key);
+
+/// Refuses a key for which there is no place in C: NaN, which what is sorted takes for any number.
+template <typename C>
+void checkKey([[maybe_unused]] const typename C::key_type& key) {
+  if constexpr (isSorted<C> && std::is_floating_point_v<typename C::key_type>) checkOrder(key);
+}
 
 /// The functions of a SequenceType for a container C.
 template <typename C>
@@ -100,6 +114,7 @@ struct SequenceFunctions {
     if constexpr (isGrowing<C>) {
       at(container).push_back(std::move(element));
     } else {
+      checkKey<C>(element);
       at(container).insert(std::move(element));
     }
   }
@@ -240,8 +255,10 @@ struct Value<M, std::enable_if_t<isContainer<M> && isMap<M>>> {
   }
 
  private:
-  static void add(void* map, Handle key, Handle value) {
-    static_cast<M*>(map)->insert_or_assign(zax::from<Key>(key), zax::from<Mapped>(value));
+  static void add(void* map, Handle keyValue, Handle value) {
+    auto key = zax::from<Key>(keyValue);
+    checkKey<M>(key);
+    static_cast<M*>(map)->insert_or_assign(std::move(key), zax::from<Mapped>(value));
   }
   static Handle key(const void* iterator) {
     return zax::to((*static_cast<const typename M::const_iterator*>(iterator))->first);

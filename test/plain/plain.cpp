@@ -99,7 +99,7 @@ void addTypes(zax::Module&& ids) {
       ids, {"bigInt", "bigUint", "string", "view", "path", "color"});
   same<std::vector<double>, std::vector<long>, std::vector<bool>, std::deque<std::optional<int>>>(
       ids, {"doubles", "longs", "bools", "optionals"});
-  same<std::set<int>, std::array<std::string_view, 20>, std::pair<int, std::string>, Either>(
+  same<std::set<double>, std::array<std::string_view, 20>, std::pair<int, std::string>, Either>(
       ids, {"set", "views", "pair", "either"});
   same<std::map<std::string, int>, std::map<double, std::string>, Point, std::vector<Point>>(
       ids, {"map", "numbers", "point", "points"});

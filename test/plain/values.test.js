@@ -161,6 +161,8 @@ test('where a refused value is', () => {
     ['map', { 'a "b"\0': 'x' }, `["a \\"b\\" "]: ${int} expected, got "x"`],
     ['map', { [end.repeat(9)]: 1.5 }, `["${end}…${end}"]: ${int} expected, got 1.5`],
     ['composed', { a: [[{ x: '' }, '', 'red']] }, '.a[0][0].x: number expected, got ""'],
+    ['set', [1, NaN], '[1]: NaN has no place in what is sorted'],
+    ['numbers', new Map([[NaN, '']]), '[0]: NaN has no place in what is sorted'],
     ['bytes', detached, ': the buffer is detached'],
     ['bytes', resizable, ': the buffer is resizable, its size can change meanwhile'],
     ['bytes', new Uint8Array(shared), ': the buffer is resizable, its size can change meanwhile'],
