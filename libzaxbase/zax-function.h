@@ -244,6 +244,28 @@ struct CallOf {
   }
 };
 
+/// Chooses a function from those of one name, by the types of its parameters.
+template <typename... P>
+struct Overload {
+  template <typename R>
+  constexpr auto operator()(R (*function)(P...)) const {
+    return function;
+  }
+  template <typename R, typename C>
+  constexpr auto operator()(R (C::*function)(P...)) const {
+    return function;
+  }
+  template <typename R, typename C>
+  constexpr auto operator()(R (C::*function)(P...) const) const {
+    return function;
+  }
+};
+
+/// `zax::overload<int, double>(scale)` is the `scale` that takes those two: for functions, members,
+/// getters and setters. Where two differ by `const` alone it needs a cast. Any thread.
+template <typename... P>
+inline constexpr Overload<P...> overload{};
+
 /// A callable's CallOf: that of a function pointer, or of a function object's only operator().
 template <typename F, typename = void>
 struct CallableOf {

@@ -23,7 +23,7 @@ class Store : public std::enable_shared_from_this<Store> {
 
   int add(int more) { return size_ += more; }
   int size() const noexcept { return size_; }
-  void resize(int size) { size_ = size; }
+  void size(int size) { size_ = size; }
   Store& self() { return *this; }
   std::shared_ptr<Store> shared() { return shared_from_this(); }
   void each(const std::function<void(int)>& visit) const {
@@ -87,7 +87,8 @@ class Unknown {
 
 struct Late : Other {};
 
-struct Holder {
+/// Of a name that is TypeScript's.
+struct Record {
   std::shared_ptr<Store> store;
   std::optional<Plain> plain;
 };
@@ -119,7 +120,7 @@ void addValues(zax::Module&& values) {
   values.function("unheld", []() -> Store& { return unheld; });
   values.function("none", [] { return std::unique_ptr<Store>(); });
   values.function("stores", [](Stores stores) { return stores; });
-  values.function("holder", [](Holder holder) { return holder; });
+  values.function("holder", [](Record holder) { return holder; });
   values.function("plain", [](int number) { return Plain(number); });
   values.function("number", [](std::shared_ptr<Plain> plain) { return plain->number; });
   values.function("large", []() -> std::unique_ptr<Store> { return std::make_unique<Large>(); });
@@ -136,7 +137,7 @@ void addValues(zax::Module&& values) {
 
 }  // namespace
 
-ZAX_FIELDS(Holder, store, plain);
+ZAX_FIELDS(Record, store, plain);
 
 void addClasses(zax::Module&& module) {
   addValues(module.object("values"));
@@ -148,7 +149,8 @@ void addClasses(zax::Module&& module) {
       .method("each", &Store::each)
       .method("whenClosed", &Store::whenClosed)
       .method("isSame", [](const Store& store, const Store& other) { return &store == &other; })
-      .property("size", &Store::size, &Store::resize, "How much it has.")
+      .property("size", zax::overload<>(&Store::size), zax::overload<int>(&Store::size),
+                "How much it has.")
       .field("name", &Store::name)
       .field("fixed", &Store::fixed)
       .task("work", &Store::work, {"milliseconds"})
@@ -161,7 +163,7 @@ void addClasses(zax::Module&& module) {
                       [](const std::string& name) { return std::make_shared<Store>(name, 9); })
       .disposer("close", &Store::close);
   module.type<Large>("Large").constructor().extends<Store>().method("twice", &Large::twice);
-  module.type<Plain>("Plain")
+  module.type<Plain>("Point")
       .method("call", [](const Plain&, const std::function<void()>& call) { call(); })
       .task("add", [](Plain& plain, int more) { return plain.number += more; })
       .field("number", &Plain::number);
