@@ -4,6 +4,27 @@
 
 namespace zax {
 
+namespace {
+
+/// Whether a name is one of some words that have spaces around them.
+bool isAmong(std::string_view words, const std::string& name) {
+  return words.find(concat({" ", name, " "})) != std::string_view::npos;
+}
+
+/// A name for a class, an interface or a union: it hides no type that declarations refer to.
+std::string typeName(const std::string& name) {
+  constexpr std::string_view types =
+      " AbortSignal ArrayBuffer BigInt64Array BigUint64Array Date Float32Array Float64Array "
+      "Int16Array Int32Array Int8Array Map Promise Record Symbol Uint16Array Uint32Array "
+      "Uint8Array "
+      "Uint8ClampedArray ZaxBindingError any bigint boolean never number object string symbol "
+      "undefined unknown ";
+  const std::string result = declarable(name);
+  return isAmong(types, result) ? result + "_" : result;
+}
+
+}  // namespace
+
 thread_local Declarations* Declarations::current = nullptr;
 
 Declarations::Declarations() : outer_(current) { current = this; }
@@ -25,7 +46,7 @@ std::string Declarations::nameFor(const std::string& cppName) const {
     return false;
   };
   const std::size_t colon = cppName.rfind(':');
-  std::string name = declarable(colon == std::string::npos ? cppName : cppName.substr(colon + 1));
+  std::string name = typeName(colon == std::string::npos ? cppName : cppName.substr(colon + 1));
   while (isTaken(name)) name += "_";
   return name;
 }
@@ -35,10 +56,11 @@ std::string Declarations::refer(const std::string& cppName, const void* type, Wr
   const std::size_t index = current->indexOf(type);
   if (index == current->types_.size()) {
     current->types_.push_back({type, current->nameFor(cppName), ""});
-    // It may refer to others, and to itself.
-    std::string text = write(type);
-    Declared& declared = current->types_[index];
-    declared.text = text.replace(text.find('%'), 1, declared.name);
+    if (write) {  // It may refer to others, and to itself.
+      std::string text = write(type);
+      Declared& declared = current->types_[index];
+      declared.text = concat({"export ", text.replace(text.find('%'), 1, declared.name), "\n\n"});
+    }
   }
   return current->types_[index].name;
 }
@@ -67,7 +89,7 @@ std::string declarable(const std::string& name) {
       "eval export extends false finally for function if implements import in instanceof interface "
       "let new null package private protected public return static super switch this throw true "
       "try typeof var void while with yield ";
-  if (words.find(concat({" ", name, " "})) != std::string_view::npos) return name + "_";
+  if (isAmong(words, name)) return name + "_";
   if (isIdentifier(name)) return name;
   std::string result = "_";
   for (const char c : name) result += isIdentifier({'_', c}) ? c : '_';
@@ -76,7 +98,7 @@ std::string declarable(const std::string& name) {
 
 std::string Declarations::text() const {
   std::string result;
-  for (const Declared& type : types_) result += concat({"export ", type.text, "\n\n"});
+  for (const Declared& type : types_) result += type.text;
   return result;
 }
 

@@ -19,7 +19,7 @@ class Declarations {
   Declarations& operator=(const Declarations&) = delete;
 
   /// The name under which a type is declared, from its name in C++; `type` tells it from others.
-  /// With no Declarations alive it is just a name.
+  /// With no Declarations alive it is just a name. `write` is null for what is declared elsewhere.
   static std::string refer(const std::string& cppName, const void* type, Write write);
 
   /// The declarations of all types that were referred to, in the order of the first reference.

@@ -152,6 +152,10 @@ void refuseNull(const std::type_info& type) {
                                 ": return a std::optional where there may be none"}));
 }
 
-std::string declareInstance(const std::type_info& type) { return declarable(typeOf(type)->name); }
+std::string nameOfClass(const ZaxType& type) {
+  return Declarations::refer(type.name, &type, nullptr);
+}
+
+std::string declareInstance(const std::type_info& type) { return nameOfClass(*typeOf(type)); }
 
 }  // namespace zax

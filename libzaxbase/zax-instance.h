@@ -139,7 +139,10 @@ Handle writeShared(const Outgoing& outgoing, std::shared_ptr<void> owner);
 Handle writeKnown(const Outgoing& outgoing);
 [[noreturn]] void refuseNull(const std::type_info& type);
 
-/// The class's name in declarations. Throws ConversionError "EINVAL" where the module has none.
+/// A class's name in declarations.
+std::string nameOfClass(const ZaxType& type);
+
+/// The same. Throws ConversionError "EINVAL" where the module has no class for the type.
 std::string declareInstance(const std::type_info& type);
 
 template <typename T>

@@ -59,7 +59,7 @@ std::string declareMembers(const ModuleContents& contents, const std::string& in
     if (entry.function) {
       text += entry.function->declaration(concat({indentation, name}), indentation);
     } else if (entry.type) {
-      text += concat({indentation, "readonly ", name, ": typeof ", declarable(entry.name)});
+      text += concat({indentation, "readonly ", name, ": typeof ", nameOfClass(*entry.type)});
     } else if (entry.group) {
       const std::string members = declareMembers(*entry.group, concat({indentation, "  "}));
       text += concat({indentation, name, ": {\n", members, indentation, "}"});
@@ -90,7 +90,7 @@ std::string declareAs(const char* keyword, const ModuleContents::Entry& entry,
 
 /// One export. Any name can be exported, but not every one declared.
 std::string declareExport(const ModuleContents::Entry& entry) {
-  const std::string name = declarable(entry.name);
+  const std::string name = entry.type ? nameOfClass(*entry.type) : declarable(entry.name);
   if (name == entry.name) return declareAs("export ", entry, name);
   const std::string exported = isIdentifier(entry.name) ? entry.name : quoted(entry.name);
   std::string text = declareAs("declare ", entry, name);
@@ -98,12 +98,20 @@ std::string declareExport(const ModuleContents::Entry& entry) {
   return concat({text, "export { ", name, " as ", exported, " };\n\n"});
 }
 
+/// Gives the classes their names, before anything else takes one.
+void nameClasses(const ModuleContents& contents) {
+  for (const auto& entry : contents.entries) {
+    if (entry.type) (void)nameOfClass(*entry.type);
+    if (entry.group) nameClasses(*entry.group);
+  }
+}
+
 /// The classes of a group, to which its members refer.
 std::string declareClasses(const ModuleContents& group) {
   std::string text;
   for (const auto& entry : group.entries) {
     if (entry.group) text += declareClasses(*entry.group);
-    if (entry.type) text += declareAs("declare ", entry, declarable(entry.name));
+    if (entry.type) text += declareAs("declare ", entry, nameOfClass(*entry.type));
   }
   return text;
 }
@@ -115,6 +123,7 @@ constexpr const char* errorDeclaration =
 /// The add-on's declarations; what `zaxbase types` calls.
 std::string declare(const ModuleContents& contents) {
   const Declarations types;
+  nameClasses(contents);
   std::string exports;
   for (const auto& entry : contents.entries) {
     if (entry.group) exports += declareClasses(*entry.group);

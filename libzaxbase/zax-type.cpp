@@ -114,7 +114,7 @@ std::string Type::declareMember(const Member& member, const std::string& indenta
 
 std::string Type::declaration(const std::string& indentation) const {
   const std::string inner = concat({indentation, "  "});
-  std::string text = ZaxType::base ? concat({" extends ", declarable(ZaxType::base->name)}) : "";
+  std::string text = ZaxType::base ? concat({" extends ", nameOfClass(*ZaxType::base)}) : "";
   text += " {\n";
   if (constructor_) {
     text += constructor_->declaration(concat({inner, "constructor"}), inner, false) + ";\n";

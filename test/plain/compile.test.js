@@ -52,12 +52,12 @@ test('declarations', () => {
   const plain = require('../build/Release/plain.node');
   const declare = plain[Symbol.for('zaxbase.declarations')];
   const use = `import * as plain from './plain.mjs';
-    type Row = [plain.Point | undefined, boolean | string | number[], 'red' | 'green'];
+    type Row = [plain.Point_ | undefined, boolean | string | number[], 'red' | 'green'];
     const rows: Record<string, Row[]> = plain.same.composed({} as Record<string, Row[]>);
     const map: Map<number, string> = plain.same.numbers(new Map());
     const text: string = plain.apply((a: string, b: number | undefined) => a + b, '');
     const sum: number = plain.add(1, undefined) + plain.add(1, null) + plain.add(1);
-    const other: plain.Point_ = { z: plain.other({ z: 1 }) };
+    const other: plain.Point__ = { z: plain.other({ z: 1 }) };
     const nodes: (plain.Node | undefined)[] = plain.nested(1).nodes;
     const { Large, Store, values } = plain.types;
     const store = values.stores([new Large(), Store.open('x')])[0].self();
@@ -66,7 +66,7 @@ test('declarations', () => {
     // @ts-expect-error
     [plain['make-text']('1', plain.default.most), (store.fixed = 1), values.size({})];
     // @ts-expect-error
-    new plain.types.Plain(1);
+    new plain.types.Point(1);
     export { map, nodes, other, worked, rows, sum, text };`;
   const build = path.join(__dirname, '../build');
   fs.writeFileSync(path.join(build, 'plain.d.mts'), declare());

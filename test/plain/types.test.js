@@ -11,7 +11,7 @@ const { shown, thrownBy } = require('../support');
 
 const file = require.resolve('../build/Release/plain.node');
 const { tasks, types } = require(file);
-const { Store, Large, Plain, values } = types;
+const { Store, Large, Point, values } = types;
 
 /** What a call throws, or a promise rejects with, as "CODE: message". */
 const failure = (fn) => shown(thrownBy(fn)).replace(/ \([^()]* in .*/, '');
@@ -61,7 +61,7 @@ test('what is refused', () => {
   disposed.close();
   for (const [expected, call] of [
     [/^TypeError: Class constructor Store cannot be invoked without 'new'$/, () => Store('x')],
-    [/^TypeError: Plain has no constructor: native/, () => new Plain(1)],
+    [/^TypeError: Point has no constructor: native/, () => new Point(1)],
     [/^EBADARG: Store: argument 2 \(size\): integer .* got "x"$/, () => new Store('x', 'x')],
     [/^EUNKNOWN: a size below zero$/, () => new Store('x', -1)],
     [/^EBADARG: Store.name: argument 1 \(value\): string expected/, () => (store.name = 5)],
@@ -131,7 +131,7 @@ test('instances as values', () => {
   const many = [b, a, b, new Store('c'), a, b, a];
   assert(values.stores(many).every((store, i) => store === many[i]));
   const holder = values.holder({ store: a, plain: values.plain(8) });
-  assert(holder.store === a && holder.plain instanceof Plain);
+  assert(holder.store === a && holder.plain instanceof Point);
   assert.equal(values.number(holder.plain), 8);
   const large = new Large();
   assert.deepEqual([large.twice(), large.add(1), values.size(large)], [8, 5, 5]);
