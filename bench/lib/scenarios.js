@@ -287,7 +287,7 @@ async function s14(bench) {
   const inTurn = { ...calls, statement: 'sum += input[i % 100].value', input: objects };
   const options = { count: 100000 };
   const goals = (most) => [goal('nan', most), goal('napi', 0.5)];
-  const { cpu } = await interleave(names, bench.rounds, (name) =>
+  const { cpu } = await interleave(names, shortRounds(bench.rounds), (name) =>
     inChild({ names: [name], task: 'objects', options }),
   );
   return [
