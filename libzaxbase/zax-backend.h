@@ -221,7 +221,8 @@ struct ZaxBackend {
                         enum ZaxElementType type);
 
   // Memory of an ArrayBuffer, held beyond the call. Copied, released and made on any thread.
-  /// Returns where it lies, and whether script can change its size.
+  /// Returns where it lies; null, and holds nothing, where there is none or script can change its
+  /// size, and tells which.
   uint8_t* (*holdMemory)(struct ZaxMemory* memory, ZaxValue* bytes, bool* isResizable);
   void (*copyMemory)(struct ZaxMemory* copy, const struct ZaxMemory* memory);
   void (*releaseMemory)(struct ZaxMemory* memory);

@@ -42,9 +42,6 @@ Handle handOver(std::uint8_t* data, std::size_t size, void (*free)(void*, void*)
 SharedMemory::SharedMemory(Handle bytes, std::size_t size) : size_(size) {
   bool isResizable;
   data_ = backend->holdMemory(&memory_, bytes.get(), &isResizable);
-  if (data_ && !isResizable) return;
-  backend->releaseMemory(&memory_);
-  data_ = nullptr;  // There is none where there are no bytes.
   if (isResizable) throw BadArgument("the buffer is resizable, its size can change meanwhile");
 }
 

@@ -27,7 +27,8 @@ class SharedMemory {
     if (data_) backend->releaseMemory(&memory_);
   }
 
-  /// The `size` bytes of a value of kind ZaxBytes. JavaScript thread.
+  /// The `size` bytes of a value of kind ZaxBytes. JavaScript thread. Throws BadArgument where
+  /// script can change their number.
   SharedMemory(Handle bytes, std::size_t size);
 
   /// New memory, zeroed. Throws std::bad_alloc.

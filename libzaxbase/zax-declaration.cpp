@@ -16,9 +16,8 @@ std::string typeName(const std::string& name) {
   constexpr std::string_view types =
       " AbortSignal ArrayBuffer BigInt64Array BigUint64Array Date Float32Array Float64Array "
       "Int16Array Int32Array Int8Array Map Promise Record Symbol Uint16Array Uint32Array "
-      "Uint8Array "
-      "Uint8ClampedArray ZaxBindingError any bigint boolean never number object string symbol "
-      "undefined unknown ";
+      "Uint8Array Uint8ClampedArray ZaxBindingError any bigint boolean never number object "
+      "string symbol undefined unknown ";
   const std::string result = declarable(name);
   return isAmong(types, result) ? result + "_" : result;
 }
@@ -38,24 +37,24 @@ std::size_t Declarations::indexOf(const void* type) const {
   return index;
 }
 
-std::string Declarations::nameFor(const std::string& cppName) const {
+std::string Declarations::nameFor(const std::string& ownName) const {
   const auto isTaken = [&](const std::string& name) {
     for (const Declared& type : types_) {
       if (type.name == name) return true;
     }
     return false;
   };
-  const std::size_t colon = cppName.rfind(':');
-  std::string name = typeName(colon == std::string::npos ? cppName : cppName.substr(colon + 1));
+  const std::size_t colon = ownName.rfind(':');
+  std::string name = typeName(colon == std::string::npos ? ownName : ownName.substr(colon + 1));
   while (isTaken(name)) name += "_";
   return name;
 }
 
-std::string Declarations::refer(const std::string& cppName, const void* type, Write write) {
-  if (!current) return cppName;
+std::string Declarations::refer(const std::string& ownName, const void* type, Write write) {
+  if (!current) return ownName;
   const std::size_t index = current->indexOf(type);
   if (index == current->types_.size()) {
-    current->types_.push_back({type, current->nameFor(cppName), ""});
+    current->types_.push_back({type, current->nameFor(ownName), ""});
     if (write) {  // It may refer to others, and to itself.
       std::string text = write(type);
       Declared& declared = current->types_[index];

@@ -18,16 +18,17 @@ class Declarations {
   Declarations(const Declarations&) = delete;
   Declarations& operator=(const Declarations&) = delete;
 
-  /// The name under which a type is declared, from its name in C++; `type` tells it from others.
-  /// With no Declarations alive it is just a name. `write` is null for what is declared elsewhere.
-  static std::string refer(const std::string& cppName, const void* type, Write write);
+  /// The name under which a type is declared, from its own without namespaces; `type` tells it from
+  /// others. With no Declarations alive it is its own. `write` is null for what is declared
+  /// elsewhere.
+  static std::string refer(const std::string& ownName, const void* type, Write write);
 
   /// The declarations of all types that were referred to, in the order of the first reference.
   std::string text() const;
 
  private:
   std::size_t indexOf(const void* type) const;
-  std::string nameFor(const std::string& cppName) const;
+  std::string nameFor(const std::string& ownName) const;
 
   struct Declared {
     const void* type;

@@ -191,14 +191,17 @@ void copyBytes(ZaxValue* slot, std::uint8_t* target, std::size_t size) {
 std::uint8_t* holdMemory(ZaxMemory* memory, ZaxValue* bytes, bool* isResizable) {
   std::size_t offset;
   const v8::Local<v8::Value> value = toLocal(bytes);
-  const Store& store = *new (memory->owner) Store(storeOf(value, &offset));
+  Store store = storeOf(value, &offset);
   *isResizable = store->IsResizableByUserJavaScript();
+  auto* data = static_cast<std::uint8_t*>(store->Data());
+  if (*isResizable || !data) return nullptr;
   if (isLarge(store)) {
     const bool isView = value->IsArrayBufferView();
     Environment::current()->remember(isView ? value.As<v8::ArrayBufferView>()->Buffer()
                                             : value.As<v8::ArrayBuffer>());
   }
-  return static_cast<std::uint8_t*>(store->Data()) + offset;
+  new (memory->owner) Store(std::move(store));
+  return data + offset;
 }
 
 void copyMemory(ZaxMemory* copy, const ZaxMemory* memory) {
